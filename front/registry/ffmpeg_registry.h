@@ -1,0 +1,34 @@
+#pragma once
+
+#include <vector>
+
+#include "codrelay/utils/threads.h"
+#include "support/ffmpeg.h"
+
+/// The one point of contact with FFmpeg's global state. The object itself is the library lock: it serialises all that
+/// opens or closes a codec.
+class CMainFFmpegLib : public utils::ThreadMutex {
+public:
+    /// Registers FFmpeg and writes what it offers to the log.
+    void InitCodecLib();
+
+    void EnumSupportedCodecs();
+    void EnumSupportedOutFormats();
+    void EnumSupportedInputFormats();
+
+    /// The codec of that name, tested against the id; null and a log line where there is none or it is another's.
+    /// `encoder` is nonzero for an encoder, 0 for a decoder.
+    AVCodec* FindCodec(AVCodecID id, const char* name, unsigned int encoder);
+    /// The format with exactly that long name, or null. Silent.
+    AVOutputFormat* FindOutFormat(const char* longName);
+    AVInputFormat* FindInFormat(const char* longName);
+
+    /// The ids of all encoders in FFmpeg's order, duplicates included.
+    std::vector<AVCodecID> GetFfmpegSupportedVideoEncoders() const;
+    std::vector<AVCodecID> GetFfmpegSupportedAudioEncoders() const;
+};
+
+/// The one instance; never null, usable from the library's load to process exit.
+CMainFFmpegLib* GetMainFfmpegCodecLib();
+
+void InitFfmpegCodecLib();

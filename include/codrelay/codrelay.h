@@ -1,0 +1,15 @@
+#pragma once
+
+#include "codrelay/audio_format.h"
+#include "codrelay/demuxer_packet.h"
+#include "codrelay/export.h"
+#include "codrelay/factories.h"
+#include "codrelay/ffmpeg_layer.h"
+#include "codrelay/file_demuxer.h"
+#include "codrelay/frame_buffer.h"
+#include "codrelay/library.h"
+#include "codrelay/media_ids.h"
+#include "codrelay/utils/clock.h"
+#include "codrelay/utils/noncopyable.h"
+#include "codrelay/utils/threads.h"
+#include "codrelay/video_decoder.h"

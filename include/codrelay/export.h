@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks what the shared library offers to a host. Everything without it stays inside the library.
+#define CODRELAY_API __attribute__((visibility("default")))

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <ostream>
+#include <streambuf>
+#include <string>
+
+#define UVQLOG_API __attribute__((visibility("default")))
+
+/// A small stand-alone logging library: named loggers, records, severities. A program that only wants to steer where
+/// records go includes "uvqlog/control.h".
+namespace uvqlog {
+
+/// How much a record matters. Single bits, in rising order; the values are fixed.
+enum class Severity : int {
+    Trace = 1,
+    Info = 2,
+    Warning = 4,
+    Error = 8,
+    Critical = 16,
+};
+
+/// True while no line may be formed at all, whatever the logger (see ForbidLogging). Safe from any thread.
+UVQLOG_API bool IsLoggingForbidden();
+
+/// One message on its way. Filled by one thread, then handed to Logger::Write; not to be changed after that.
+class UVQLOG_API LogRecord {
+public:
+    /// An empty record of that severity, stamped with the time of its making.
+    explicit LogRecord(Severity severity);
+    ~LogRecord();
+
+    LogRecord(const LogRecord&) = delete;
+    LogRecord& operator=(const LogRecord&) = delete;
+
+    /// Appends `length` bytes from `data`, which is borrowed for the call. Nothing is appended where `length` is not
+    /// positive.
+    void WriteData(const char* data, int length);
+
+    Severity GetSeverity() const;
+    std::chrono::system_clock::time_point GetTime() const;
+    /// The text so far; the reference is good until the next WriteData and no longer than the record.
+    const std::string& GetText() const;
+
+private:
+    Severity m_Severity;
+    std::chrono::system_clock::time_point m_Time;
+    std::string m_Text;
+};
+
+/// A named source of records. Loggers of one name share one threshold. All operations are safe from several threads.
+class UVQLOG_API Logger {
+public:
+    /// `name` is copied. `flag` is true for a logger that obeys the default threshold from its first record on; false
+    /// makes one that starts silent until SetThreshold names it.
+    /// REQUIRES: `name` is not null.
+    Logger(const char* name, bool flag);
+    virtual ~Logger();
+
+    Logger(const Logger&) = delete;
+    Logger& operator=(const Logger&) = delete;
+
+    /// True when a record of that severity is to be written by this logger.
+    virtual bool IsEnabled(Severity severity);
+
+    /// Takes a finished record to the sink. A derived logger may keep the pointer.
+    virtual void Write(const std::shared_ptr<LogRecord>& record);
+
+    const std::string& GetName() const;
+
+private:
+    struct State;
+    std::shared_ptr<State> m_pState;
+};
+
+/// A std::ostream over a buffer that it does not own. On destruction it makes the buffer sync, so that no byte is left
+/// pending.
+class UVQLOG_API LogStream : public std::ostream {
+public:
+    explicit LogStream(std::streambuf* buffer);
+    ~LogStream() override;
+};
+
+}  // namespace uvqlog

@@ -1,0 +1,132 @@
+#!/usr/bin/env bash
+# Builds FFmpeg 4.3.7 as shared libraries into the cache, once per machine and recipe.
+#
+#   scripts/build-ffmpeg.sh            build it, unless it is there already; prints the installation's folder
+#   scripts/build-ffmpeg.sh --where    print the folder and build nothing
+#
+# FFMPEG_TARBALL=FILE takes the source from FILE instead of from Debian.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+version=4.3.7
+debian_version=7:$version-0+deb11u1
+debian_suite=bullseye
+tarball_sha256=177d074943251bec33e1f9bc5979378ff5771882482ba9b3aee2cb18dd400554
+
+# --disable-autodetect keeps out whatever else this machine happens to have.
+configure_flags=(
+    --disable-autodetect --enable-pthreads --enable-v4l2-m2m
+    --enable-shared --disable-static --disable-programs --disable-doc --disable-debug
+    --enable-version3 --enable-libopenh264 --enable-libmp3lame
+    --enable-libopencore-amrnb --enable-libopencore-amrwb --enable-zlib
+)
+
+# The library finds formats by long name; these are the names that its tables hold. One rule a line: file|old|new.
+long_names='flvenc.c|FLV (Flash Video)|FLV format
+movenc.c|3GP (3GPP file format)|3GP format
+movenc.c|3GP2 (3GPP2 file format)|3GP2 format
+matroskaenc.c|WebM|WebM file format
+mpegtsenc.c|MPEG-TS (MPEG-2 Transport Stream)|MPEG-2 transport stream format
+wavdec.c|WAV / WAVE (Waveform Audio)|WAV format
+asfdec_f.c|ASF (Advanced / Active Streaming Format)|ASF format'
+
+recipe_hash() {
+    printf '%s\n' "$tarball_sha256" "${configure_flags[@]}" "$long_names" "$(uname -m)" | sha256sum | cut -c1-12
+}
+
+cache=$(cache_root)
+prefix=$cache/ffmpeg-$version-$(recipe_hash)
+stamp=$prefix/.finished
+
+# Debian's older suite, asked through apt with lists and downloads of its own: the machine's set-up stays untouched.
+download_from_debian() {
+    local folder=$1 address apt
+    mkdir -p "$folder"/{lists/partial,cache/archives/partial}
+    command -v apt-get >/dev/null || return 1
+    # Without package lists the repository addresses are not told.
+    [ -n "$(apt-get indextargets --format '$(REPO_URI)')" ] || apt-get update >&2 || true
+    for address in $(apt-get indextargets --format '$(REPO_URI)' | sort -u); do
+        say "asking $debian_suite at the configured package repository"
+        echo "deb-src $address $debian_suite main" >"$folder/sources.list"
+        apt=(apt-get -qq -o "Dir::Etc::SourceList=$folder/sources.list" -o Dir::Etc::SourceParts=-
+            -o "Dir::State::Lists=$folder/lists" -o "Dir::Cache=$folder/cache" -o APT::Sandbox::User=root)
+        "${apt[@]}" update >&2 || continue
+        (cd "$folder" && "${apt[@]}" source --download-only "ffmpeg=$debian_version" >&2) && return 0
+    done
+    return 1
+}
+
+fetch_tarball() {
+    local folder=$1 tarball=$1/ffmpeg_$version.orig.tar.xz
+    if [ -n "${FFMPEG_TARBALL:-}" ]; then
+        [ -f "$FFMPEG_TARBALL" ] || die "FFMPEG_TARBALL names no file: $FFMPEG_TARBALL"
+        cp "$FFMPEG_TARBALL" "$tarball"
+    else
+        say "fetching FFmpeg $version from Debian's source package"
+        download_from_debian "$folder" || die "Debian's source package ffmpeg $debian_version was not to be had" \
+            "check the network and 'apt-get update', or name a copy of ffmpeg_$version.orig.tar.xz by FFMPEG_TARBALL=FILE"
+    fi
+    echo "$tarball_sha256  $tarball" | sha256sum --check --quiet >&2 ||
+        die "the FFmpeg tarball is not the one that this recipe was made for (SHA-256 differs)" \
+            "name a good copy by FFMPEG_TARBALL=FILE"
+    printf '%s\n' "$tarball"
+}
+
+set_long_names() {
+    local file old new
+    while IFS='|' read -r file old new; do
+        sed -i "s|NULL_IF_CONFIG_SMALL(\"$old\")|NULL_IF_CONFIG_SMALL(\"$new\")|" "libavformat/$file"
+        [ "$(grep -cF "NULL_IF_CONFIG_SMALL(\"$new\")" "libavformat/$file")" = 1 ] ||
+            die "the format name \"$old\" does not stand exactly once in libavformat/$file" "restore this script's list of names"
+    done <<<"$long_names"
+}
+
+run_logged() {
+    local log=$1
+    shift
+    "$@" >>"$log" 2>&1 && return 0
+    printf '%s\n' "--- end of the log" >&2
+    tail -n 30 "$log" >&2
+    die "'$1' failed while building FFmpeg" "read the whole log, $log; scripts/setup.sh installs what the build needs"
+}
+
+build() {
+    local work log=$cache/ffmpeg-$version-build.log
+    command -v nasm >/dev/null || die "nasm is missing; FFmpeg without assembly is too slow to be of use" "scripts/setup.sh"
+    # What an interrupted build left behind.
+    rm -rf "$cache"/ffmpeg-build.* "$prefix"
+    work=$(mktemp -d "$cache/ffmpeg-build.XXXXXX")
+    trap 'rm -rf "$work"' EXIT
+    : >"$log"
+    local tarball
+    tarball=$(fetch_tarball "$work")
+    say "unpacking"
+    tar -xf "$tarball" -C "$work"
+    cd "$work/ffmpeg-$version"
+    set_long_names
+    say "configuring FFmpeg $version"
+    run_logged "$log" ./configure --prefix="$prefix" "${configure_flags[@]}"
+    say "compiling FFmpeg $version (some minutes; log in $log)"
+    # The libraries find each other wherever the folder is moved.
+    export LD_RUN_PATH='$ORIGIN'
+    run_logged "$log" make -j"$(nproc)"
+    say "installing into $prefix"
+    run_logged "$log" make install
+    cd "$cache"
+    printf '%s\n' "${configure_flags[@]}" >"$stamp"
+}
+
+case ${1:-} in
+--where) ;;
+'')
+    mkdir -p "$cache"
+    if [ ! -f "$stamp" ]; then
+        exec 9>"$cache/ffmpeg-build.lock"
+        flock --nonblock 9 || { say "another build of FFmpeg is running; waiting for it" && flock 9; }
+        # The one waited for may have made it.
+        [ -f "$stamp" ] || build
+    fi
+    ;;
+*) die "unknown argument: $1" "scripts/build-ffmpeg.sh [--where]" ;;
+esac
+printf '%s\n' "$prefix"
