@@ -6,7 +6,7 @@
 // Video codecs.
 
 inline constexpr int VIDEO_CODEC_NONE = -1;
-/// The three that follow keep the places of codecs that nothing builds any more; the video encoder factory takes
+/// The three that follow name codecs that no factory builds, except that the video encoder factory takes
 /// VIDEO_CODEC_XVIDE for VIDEO_CODEC_MPEG4.
 inline constexpr int VIDEO_CODEC_XVIDE = 0;
 inline constexpr int VIDEO_CODEC_XVIDF = 1;
