@@ -99,4 +99,11 @@ F 160x120 1 -f lavfi -i sine=d=1 -c:v wmv2 -c:a wmav2 demux_foreign.asf
 # Sound alone.
 ffmpeg -nostdin -v error -y -f lavfi -i sine=d=1:r=22050 -ac 2 demux_sound.wav
 
+# For the command.
+
+# A stream that does not carry its picture size: MP4 keeps MPEG-4's headers to itself.
+F 160x120 1 -c:v mpeg4 -q:v 4 command_no_size.mp4
+# MP4 keeps H.265's parameters too, and no picture comes without them.
+F 160x120 1 -c:v libx265 -preset ultrafast -x265-params log-level=none -pix_fmt yuv420p command_h265.mp4
+
 touch "$stamp"
