@@ -69,8 +69,8 @@ for part in 320x240 640x360 176x144 320x240; do
     F "$part" 0.4 $(h265 0) part.265
     cat part.265 >>h265_resized.265
 done
-# H.265 with reordering and a middle segment of two pictures: its decoder reads the new size ahead of the picture.
-for part in 320x240:0.4 176x144:0.08 320x240:0.4; do
+# H.265 with reordering and a larger middle of two pictures: its decoder is a size ahead of the picture that it gives.
+for part in 320x240:0.4 640x360:0.08 320x240:0.4; do
     F "${part%:*}" "${part#*:}" $(h265 3) part.265
     cat part.265 >>h265_resized_reordered.265
 done
