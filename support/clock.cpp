@@ -15,6 +15,8 @@ long long GetLocalTimeInMs() {
 }
 
 // The wall clock on purpose: hosts know the statistics to follow it.
-long long GetMonotonicTimeInMs() { return GetLocalTimeInMs(); }
+long long GetMonotonicTimeInMs() {
+    return GetLocalTimeInMs();
+}
 
 }  // namespace utils

@@ -14,7 +14,9 @@ namespace uvqlog::details {
 template <typename Char, typename Record, typename Traits = std::char_traits<Char>>
 class basic_ostringstreambuf : public std::basic_streambuf<Char, Traits> {
 public:
-    explicit basic_ostringstreambuf(Record* record) : m_pRecord(record) { this->setp(m_PutArea, m_PutArea + kPutAreaSize); }
+    explicit basic_ostringstreambuf(Record* record) : m_pRecord(record) {
+        this->setp(m_PutArea, m_PutArea + kPutAreaSize);
+    }
 
 protected:
     using int_type = typename Traits::int_type;
@@ -83,13 +85,15 @@ private:
 };
 
 /// A text from FFmpeg that may be missing: nothing is printed for null.
-inline const char* TextOrNothing(const char* text) { return text != nullptr ? text : ""; }
+inline const char* TextOrNothing(const char* text) {
+    return text != nullptr ? text : "";
+}
 
 // A loop of one round or none: what is inserted is not evaluated when the severity is off, and a line is handed over
 // only after its text is complete, not when an exception leaves it.
-#define CODRELAY_LOG_LINE(severity, accessor)                                                             \
+#define CODRELAY_LOG_LINE(severity, accessor)                                                            \
     for (LogLine logLine = MakeLogLine(uvqlog::Severity::severity, accessor); logLine.logger != nullptr; \
-         WriteLogLine(&logLine))                                                                          \
+         WriteLogLine(&logLine))                                                                         \
     LogText(logLine).Stream()
 
 /// `CODRELAY_LOG(Critical) << "text" << 5;` writes one line on the logger "codrelay".

@@ -6,12 +6,13 @@
 #include "support/ffmpeg.h"
 
 /// The one point of contact with FFmpeg's global state. The object itself is the library lock: it serialises all that
-/// opens or closes a codec.
+/// opens or closes a codec. None of the operations here takes it; whoever needs it holds it already.
 class CMainFFmpegLib : public utils::ThreadMutex {
 public:
-    /// Registers FFmpeg and writes what it offers to the log.
+    /// Registers FFmpeg and writes what it offers to the log. A second call does the same again and no harm.
     void InitCodecLib();
 
+    /// The listings, one line an item at Trace.
     void EnumSupportedCodecs();
     void EnumSupportedOutFormats();
     void EnumSupportedInputFormats();
@@ -19,11 +20,11 @@ public:
     /// The codec of that name, tested against the id; null and a log line where there is none or it is another's.
     /// `encoder` is nonzero for an encoder, 0 for a decoder.
     AVCodec* FindCodec(AVCodecID id, const char* name, unsigned int encoder);
-    /// The format with exactly that long name, or null. Silent.
+    /// The format with exactly that long name, or null. Silent. Null for a null name.
     AVOutputFormat* FindOutFormat(const char* longName);
     AVInputFormat* FindInFormat(const char* longName);
 
-    /// The ids of all encoders in FFmpeg's order, duplicates included.
+    /// The ids of all encoders in FFmpeg's order. An id with several encoders stands there several times.
     std::vector<AVCodecID> GetFfmpegSupportedVideoEncoders() const;
     std::vector<AVCodecID> GetFfmpegSupportedAudioEncoders() const;
 };
@@ -31,4 +32,5 @@ public:
 /// The one instance; never null, usable from the library's load to process exit.
 CMainFFmpegLib* GetMainFfmpegCodecLib();
 
+/// `InitCodecLib` on the one instance.
 void InitFfmpegCodecLib();

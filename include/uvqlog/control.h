@@ -36,9 +36,11 @@ UVQLOG_API void SetThreshold(std::string_view logger, Severity lowest);
 /// What IsLoggingForbidden() answers from now on.
 UVQLOG_API void ForbidLogging(bool forbidden);
 
-/// Makes the default write to `path` instead of to stderr. A file that would grow beyond `maxBytes` is renamed to
-/// `path`.1, that to `path`.2 and so on, and at most `maxFiles` such files are kept beside the current one.
-/// Throws std::runtime_error where the file cannot be opened; the default is then as it was.
+/// Makes the default write to `path` instead of to stderr; folders that are missing are made. A file that would grow
+/// beyond `maxBytes` is renamed, "log.txt" to "log.1.txt", that to "log.2.txt" and so on, and at most `maxFiles` such
+/// files are kept beside the current one. Every record is in the file when the call that logged it returns. If the file
+/// cannot be written later on, the default is stderr again.
+/// Throws std::runtime_error where the file cannot be opened or `maxBytes` is 0; the default is then as it was.
 UVQLOG_API void LogToRotatingFile(const std::string& path, std::size_t maxBytes, std::size_t maxFiles);
 
 }  // namespace uvqlog

@@ -49,11 +49,13 @@ private:
     std::string m_Text;
 };
 
+struct LoggerState;
+
 /// A named source of records. Loggers of one name share one threshold. All operations are safe from several threads.
 class UVQLOG_API Logger {
 public:
-    /// `name` is copied. `flag` is true for a logger that obeys the default threshold from its first record on; false
-    /// makes one that starts silent until SetThreshold names it.
+    /// `name` is copied. Until a SetThreshold covers this name, a logger made with `flag` true writes Severity::Warning
+    /// and above, one made with false writes nothing; where several share a name, the first one's flag counts.
     /// REQUIRES: `name` is not null.
     Logger(const char* name, bool flag);
     virtual ~Logger();
@@ -64,18 +66,20 @@ public:
     /// True when a record of that severity is to be written by this logger.
     virtual bool IsEnabled(Severity severity);
 
-    /// Takes a finished record to the sink. A derived logger may keep the pointer.
+    /// Takes a finished record to the sink (see SetSink), whatever the threshold. Does not keep the pointer; a derived
+    /// logger may.
+    /// REQUIRES: `record` is not null.
     virtual void Write(const std::shared_ptr<LogRecord>& record);
 
     const std::string& GetName() const;
 
 private:
-    struct State;
-    std::shared_ptr<State> m_pState;
+    LoggerState* m_pState;  // not owned; lives as long as the process
 };
 
 /// A std::ostream over a buffer that it does not own. On destruction it makes the buffer sync, so that no byte is left
 /// pending.
+/// REQUIRES: the buffer is not null and outlives the stream.
 class UVQLOG_API LogStream : public std::ostream {
 public:
     explicit LogStream(std::streambuf* buffer);

@@ -81,8 +81,8 @@ public:
     void Signal();
     /// Clears the latch.
     void Reset();
-    /// Returns at once if the latch is set, else waits once; the latch stays as it is. False, with a line at Critical on
-    /// the logger "ffmpeg", if the wait failed.
+    /// Returns at once if the latch is set, else waits once; the latch stays as it is. False, with a line at Critical
+    /// on the logger "ffmpeg", if the wait failed.
     bool Wait();
     /// Gives the mutex and the condition back to the system. A second call does nothing. No other call may follow.
     void Destroy();
