@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <type_traits>
 
 #include "codrelay/utils/strings.h"
 #include "support/byte_class.h"
@@ -19,38 +18,37 @@ unsigned DigitValue(char c) {
     return letter < Base - 10 ? letter + 10 : Base;
 }
 
-template <typename Magnitude>
+template <typename T>
 struct Digits {
-    Magnitude magnitude;
+    T value;
     const char* stop;
     bool fits;
 };
 
-/// Reads digits up to the first byte that is none, or that takes the number past `limit`.
-template <unsigned Base, typename Magnitude>
-Digits<Magnitude> ReadDigits(const char* position, const char* end, Magnitude limit) {
-    Magnitude magnitude = 0;
+/// Reads digits up to the first byte that is none, or that would take the number past the limit of its type. Negative
+/// numbers are built downward from zero, so that the minimum is reached, and an unsigned type stays at zero.
+template <unsigned Base, typename T>
+Digits<T> ReadDigits(const char* position, const char* end, bool negative) {
+    T value = 0;
     for (; position != end; ++position) {
         const unsigned digit = DigitValue<Base>(*position);
         if (digit >= Base) {
             break;
         }
-        if (magnitude > limit / Base || (magnitude == limit / Base && digit > limit % Base)) {
+        const T step = static_cast<T>(digit);
+        T next = 0;
+        if (__builtin_mul_overflow(value, static_cast<T>(Base), &next) ||
+            (negative ? __builtin_sub_overflow(next, step, &next) : __builtin_add_overflow(next, step, &next))) {
+            const T limit = negative ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
             return {limit, position, false};
         }
-        magnitude = magnitude * Base + digit;
+        value = next;
     }
-    return {magnitude, position, true};
+    return {value, position, true};
 }
 
-/// Numbers are read as a magnitude, so that both signs, the minimum included, and the unsigned types, whose negative
-/// side ends at 0, share one rule.
 template <unsigned Base, typename T>
 bool ParseNumber(const char* begin, const char* end, T* value, bool strict, const char** stop) {
-    using Magnitude = std::common_type_t<unsigned, std::make_unsigned_t<T>>;
-    constexpr Magnitude highest{std::numeric_limits<T>::max()};
-    constexpr Magnitude lowest = std::is_signed_v<T> ? highest + 1 : 0;
-
     if (end == nullptr) {
         end = begin + std::strlen(begin);
     }
@@ -59,8 +57,8 @@ bool ParseNumber(const char* begin, const char* end, T* value, bool strict, cons
     if (negative || (position != end && *position == '+')) {
         ++position;
     }
-    const auto digits = negative ? ReadDigits<Base>(position, end, lowest) : ReadDigits<Base>(position, end, highest);
-    *value = static_cast<T>(negative ? 0 - digits.magnitude : digits.magnitude);
+    const auto digits = ReadDigits<Base, T>(position, end, negative);
+    *value = digits.value;
     if (stop != nullptr) {
         *stop = digits.stop;
     }
