@@ -11,5 +11,7 @@
 #include "codrelay/media_ids.h"
 #include "codrelay/utils/clock.h"
 #include "codrelay/utils/noncopyable.h"
+#include "codrelay/utils/strings.h"
 #include "codrelay/utils/threads.h"
+#include "codrelay/utils/time.h"
 #include "codrelay/video_decoder.h"
