@@ -1,32 +1,15 @@
 #include "support/log_front.h"
 
-#include <mutex>
-
-namespace {
-
-// The once-flag stands before the static's own guard, so that two threads that log first at the same moment agree.
-uvqlog::Logger* CodrelayLogger() {
-    static uvqlog::Logger logger("codrelay", true);
-    return &logger;
-}
-
-uvqlog::Logger* FfmpegLogger() {
-    static uvqlog::Logger logger("ffmpeg", true);
-    return &logger;
-}
-
-}  // namespace
-
+// Made once, however many threads log first at the same moment, and left to the end of the process on purpose: a host's
+// own statics may hold media objects, and what those log while they are torn down must find a living logger.
 uvqlog::Logger* uvq_log_logger__codrelay() {
-    static std::once_flag once;
-    std::call_once(once, [] { CodrelayLogger(); });
-    return CodrelayLogger();
+    static auto* const logger = new uvqlog::Logger("codrelay", true);
+    return logger;
 }
 
 uvqlog::Logger* uvq_log_logger__ffmpeg() {
-    static std::once_flag once;
-    std::call_once(once, [] { FfmpegLogger(); });
-    return FfmpegLogger();
+    static auto* const logger = new uvqlog::Logger("ffmpeg", true);
+    return logger;
 }
 
 void OpenLogLine(LogLine* line, uvqlog::Severity severity, int enabled, uvqlog::Logger* (*accessor)()) {

@@ -13,6 +13,7 @@
 #include "audio/scripted_failures.h"
 #include "codrelay/audio_format.h"
 #include "codrelay/media_ids.h"
+#include "common/allocation_counter.h"
 #include "common/log_capture.h"
 #include "common/test_media.h"
 #include "front/registry/ffmpeg_registry.h"
@@ -687,6 +688,20 @@ TEST_F(AudioDecoderTest, Gives426BytesFor80OfG726At24Kbit) {
     ASSERT_TRUE(Create(decoder, 1, 8000));
     EXPECT_EQ(Decode(decoder, Bytes(80, 0x5a), 1000), 0);
     EXPECT_EQ(written, 426u);
+}
+
+TEST_F(AudioDecoderTest, AllocatesNothingOfItsOwnAfterTheFirstPacket) {
+    const auto frames = Mp3Frames("tones_44100_2.mp3");
+    auto& decoder = Make(AUDIO_CODEC_MP3, "mp3");
+    ASSERT_TRUE(Create(decoder, 2, 44100));
+    ASSERT_EQ(Decode(decoder, frames.at(0), 384000), 0);
+    Bytes packet = frames.at(1);
+    const Failing failing("av_frame_alloc");
+    const AllocationCounter allocations;
+    EXPECT_EQ(
+        decoder.Decode(packet.data(), static_cast<unsigned int>(packet.size()), out.data(), 384000, consumed, written),
+        0);
+    EXPECT_EQ(allocations.count, 0);
 }
 
 TEST_F(AudioDecoderTest, DecodesWithoutTheLibraryLock) {

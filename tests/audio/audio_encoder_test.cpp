@@ -9,6 +9,7 @@
 
 #include "audio/scripted_failures.h"
 #include "codrelay/audio_format.h"
+#include "common/allocation_counter.h"
 #include "common/log_capture.h"
 #include "front/registry/ffmpeg_registry.h"
 
@@ -381,6 +382,14 @@ TEST_F(AudioEncoderTest, StagesStereoInOnePlace) {
         first = first == nullptr ? g_Encoded.samples : first;
         EXPECT_EQ(g_Encoded.samples, first);
     }
+}
+
+TEST_F(AudioEncoderTest, AllocatesNothingOfItsOwnToEncode) {
+    auto& encoder = Mp3();
+    ASSERT_TRUE(Create(encoder, 44100, 2, AUDIO_SAMPLE_S16));
+    const AllocationCounter allocations;
+    EXPECT_EQ(Encode(encoder, 4608), 1);
+    EXPECT_EQ(allocations.count, 0);
 }
 
 TEST_F(AudioEncoderTest, TakesLessThanASampleGroupOfPcmForAnError) {
