@@ -84,7 +84,7 @@ int CAudioEncoder::FillFrame(const unsigned char* in, unsigned int inLen) {
 
 int CAudioEncoder::EncodeFrame(unsigned char* out, unsigned int outLen, unsigned int frameBytes, unsigned int& consumed,
                                unsigned int& written, long long& pts) {
-    AVPacket packet{};
+    AVPacket packet;
     av_init_packet(&packet);
     packet.data = out;
     packet.size = static_cast<int>(outLen);
@@ -102,7 +102,9 @@ int CAudioEncoder::EncodeFrame(unsigned char* out, unsigned int outLen, unsigned
     } else {
         pts = m_nLastPacketPts;
     }
-    av_packet_unref(&packet);  // FFmpeg allocates where `out` is null
+    if (out == nullptr) {
+        av_packet_unref(&packet);  // FFmpeg allocated it
+    }
     return 1;
 }
 
