@@ -93,7 +93,7 @@ int COpusDecoder::Decode(unsigned char* in, unsigned int inLen, short* out, unsi
     if (!m_pImpl->created) {
         return 4;
     }
-    const int room = out != nullptr ? static_cast<int>(outLen / 2 / static_cast<unsigned int>(m_pImpl->channels)) : 0;
+    const int room = static_cast<int>(outLen / 2 / static_cast<unsigned int>(m_pImpl->channels));
     const int result = m_pImpl->DecodePacket(in, inLen, out, room);
     if (result < 0) {
         return ResultOfError(result);
@@ -104,6 +104,9 @@ int COpusDecoder::Decode(unsigned char* in, unsigned int inLen, short* out, unsi
 }
 
 int COpusDecoder::COpusDecoderImpl::DecodePacket(const unsigned char* in, unsigned int inLen, short* out, int room) {
+    if (out == nullptr) {
+        return OPUS_BAD_ARG;
+    }
     if (in == nullptr || inLen == 0) {
         return Conceal(out, room);
     }
