@@ -123,7 +123,7 @@ int COpusDecoder::COpusDecoderImpl::Conceal(short* out, int room) {
     for (int filled = 0; filled < room;) {
         const int piece = opus_decode(decoder, nullptr, 0, out + static_cast<std::ptrdiff_t>(filled) * channels,
                                       std::min(longest, room - filled), 0);
-        if (piece < 0) {
+        if (piece <= 0) {
             return piece;
         }
         filled += piece;
