@@ -2,6 +2,9 @@
 
 #include <string>
 
+#include "codrelay/audio_decoder.h"
+#include "codrelay/audio_encoder.h"
+#include "codrelay/audio_resampler.h"
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
 #include "codrelay/video_decoder.h"
@@ -26,3 +29,13 @@ CODRELAY_API CVideoDecoderBase* HwAccelVideoDecoder_H264(const std::string& opti
 /// A demuxer for files. `format` is ignored: the format is found by looking at the file. Never null. The caller owns
 /// the object and disposes of it by `delete`.
 CODRELAY_API CDemuxerFileBase* Codrelay_DemuxerFile(int format);
+
+/// An encoder for an `AUDIO_CODEC_*` id, not yet made ready. Null, with one or more lines at Error on the logger
+/// "ffmpeg", for a number that is no id and for Opus, which cannot be encoded. The caller owns the object and disposes
+/// of it by its `Delete`. Any thread may call.
+CODRELAY_API CAudioEncoderBase* Codrelay_AudioEncoder(int id);
+/// A decoder for an `AUDIO_CODEC_*` id, not yet made ready. Null, with one or more lines at Error on the logger
+/// "ffmpeg", for a number that is no id. Otherwise as above.
+CODRELAY_API CAudioDecoderBase* Codrelay_AudioDecoder(int id);
+/// A resampler, not yet made ready. Never null. Otherwise as above.
+CODRELAY_API CAudioResamplerBase* Codrelay_AudioResampler();

@@ -3,6 +3,9 @@
 #include <set>
 #include <string>
 
+#include "codrelay/audio_decoder.h"
+#include "codrelay/audio_encoder.h"
+#include "codrelay/audio_resampler.h"
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
 #include "codrelay/video_decoder.h"
@@ -15,6 +18,12 @@
 CODRELAY_API CVideoDecoderBase* NewFFmpegVideoDecoder(int id, unsigned int colorSpace, const std::string& options);
 /// What stands behind `Codrelay_DemuxerFile`.
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();
+
+/// What stands behind `Codrelay_AudioEncoder` and `Codrelay_AudioResampler`, and behind `Codrelay_AudioDecoder` for all
+/// codecs but Opus, which is not FFmpeg's: the decoder form gives null for it.
+CODRELAY_API CAudioEncoderBase* NewFFmpegAudioEncoder(int id);
+CODRELAY_API CAudioDecoderBase* NewFFmpegAudioDecoder(int id);
+CODRELAY_API CAudioResamplerBase* NewFFmpegAudioResampler();
 
 /// What stands behind `Codrelay_GetSupportedVideoEncoders`, `Codrelay_GetSupportedAudioEncoders` and
 /// `Codrelay_SetFfmpegLogLevel` of "codrelay/library.h".
