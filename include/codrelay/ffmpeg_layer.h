@@ -6,8 +6,14 @@
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_encoder.h"
 
 CODRELAY_API CVideoDecoderBase* NewFFmpegVideoDecoder(int id, unsigned int colorSpace, const std::string& options);
+/// An encoder for a `VIDEO_CODEC_*` id from FLV to H264 that takes pictures of the colour space `colorSpace`, a `CSP_*`
+/// id. Null for any other id, with a line at Error on the logger "ffmpeg". Nothing else is tested here: a colour space
+/// that the codec cannot take shows when the encoder is created. `options` has no effect. The caller owns the object and
+/// gives it back by `Delete`.
+CODRELAY_API CVideoEncoderBase* NewFFmpegVideoEncoder(int id, unsigned int colorSpace, const std::string& options);
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();
 
 CODRELAY_API std::set<int> GetFFmpegSupportedVideoEncoders();
