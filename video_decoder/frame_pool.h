@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "codrelay/frame_buffer.h"
+#include "codrelay/utils/threads.h"
 
 /// A bounded recycling store of picture buffers. One thread takes frames; they may come back on any thread, also after
 /// the pool is gone.
@@ -32,6 +33,8 @@ private:
 
     /// Finds or makes a free buffer, asking the callback if need be. False if there is none to be had.
     bool TakeBuffer(Lease* lease);
+    /// Until a buffer is free, asks the callback with the lock open. On true the lock is held.
+    bool WaitForBuffer(CMutexLocker* lock);
 
     std::shared_ptr<Data> m_pData;
     // The rest is guarded by the mutex in the data.

@@ -53,13 +53,16 @@ public:
 private:
     static constexpr unsigned int kCodecNameSize = 128;
 
-    std::string CodecName() const;
+    // The steps of CreateDecoder. Each that fails has written its line.
     bool MayBeCreated(unsigned int colorSpace) const;
     AVCodec* FindDecoder() const;
     bool AllocateContext(const AVCodec* codec);
+    void FillContext();
     bool OpenContext(const AVCodec* codec);
     void ReportOutputFormat() const;
     bool AllocateFrame();
+
+    std::string CodecName() const;
     void CloseContext();
 
     // Behind DecodeImpl: what happens to one packet and to the pictures that it yields.

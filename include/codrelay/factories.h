@@ -23,4 +23,6 @@ CODRELAY_API CVideoEncoderBase* Codrelay_VideoEncoder_H264(int id, const std::st
 /// Null: there is no hardware encoder.
 CODRELAY_API CVideoEncoderBase* HwAccelVideoEncoder_H264(const std::string& options);
 
+/// A demuxer for files. `format` is ignored: the format is found by looking at the file. Never null. The caller owns the
+/// object and disposes of it by `delete`.
 CODRELAY_API CDemuxerFileBase* Codrelay_DemuxerFile(int format);

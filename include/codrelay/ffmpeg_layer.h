@@ -14,8 +14,12 @@ CODRELAY_API CVideoDecoderBase* NewFFmpegVideoDecoder(int id, unsigned int color
 /// that the codec cannot take shows when the encoder is created. `options` has no effect. The caller owns the object and
 /// gives it back by `Delete`.
 CODRELAY_API CVideoEncoderBase* NewFFmpegVideoEncoder(int id, unsigned int colorSpace, const std::string& options);
+
+/// What stands behind `Codrelay_DemuxerFile`.
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();
 
+/// What stands behind `Codrelay_GetSupportedVideoEncoders`, `Codrelay_GetSupportedAudioEncoders` and
+/// `Codrelay_SetFfmpegLogLevel` of "codrelay/library.h".
 CODRELAY_API std::set<int> GetFFmpegSupportedVideoEncoders();
 CODRELAY_API std::set<int> GetFFmpegSupportedAudioEncoders();
 CODRELAY_API void SetFfmpegLogLevel(const std::string& level);
