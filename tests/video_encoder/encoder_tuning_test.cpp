@@ -74,7 +74,7 @@ public:
 
 private:
     LogCapture m_Log;
-    std::function<void(const AVCodecContext&)> m_Check;
+    std::function<void(const AVCodecContext&)> m_Check = [](const AVCodecContext&) {};
     int m_Checks = 0;
 };
 

@@ -42,7 +42,7 @@ AVFrame* __wrap_av_frame_alloc() {
     return Run(&FfmpegScript::allocFrame, __real_av_frame_alloc);
 }
 
-long long __wrap__ZN5utils21GetMonotonicTimeInMsEv() {
-    return Run(&FfmpegScript::clock, __real__ZN5utils21GetMonotonicTimeInMsEv);
+long long __wrap__ZN5utils20GetMonotonicTimeInMsEv() {
+    return Run(&FfmpegScript::clock, __real__ZN5utils20GetMonotonicTimeInMsEv);
 }
 }

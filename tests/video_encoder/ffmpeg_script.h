@@ -27,5 +27,5 @@ int __real_avcodec_open2(AVCodecContext* context, const AVCodec* codec, AVDictio
 int __real_avcodec_close(AVCodecContext* context);
 int __real_avcodec_encode_video2(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket);
 AVFrame* __real_av_frame_alloc();
-long long __real__ZN5utils21GetMonotonicTimeInMsEv();
+long long __real__ZN5utils20GetMonotonicTimeInMsEv();
 }
