@@ -67,14 +67,13 @@ public:
     /// Returns a status. But for 0 the host's `frame` stays as it was:
     ///   0  a picture was delivered: `frame` holds it, and what it held before is let go. Its timestamp is 0;
     ///   2  error: `length` is 0 or below, the decoder is not created, or FFmpeg failed. The decoder stays usable;
-    ///   3  no picture this time: more input is needed; or FFmpeg refused a packet that does not start with a slice,
-    ///   such
-    ///      as an H.264 parameter set on its own (of H.265 every refused packet is an error);
+    ///   3  no picture this time: more input is needed; or FFmpeg refused a packet that does not start with a slice, as
+    ///      it does with some H.264 service data (of H.265 every refused packet is an error);
     ///   4  the host holds all buffers. The packet was not decoded: give it again after letting a picture go;
     ///   5  the picture has another size than the decoder, and that was not allowed. The picture is dropped.
     ///
-    /// A packet that yields several pictures delivers the last. The decoder is never flushed: what FFmpeg holds back
-    /// for reordering at the end of a stream does not come out.
+    /// A packet that yields several pictures delivers the last. What FFmpeg holds back for reordering stays inside at
+    /// the end of a stream, unless the host tells it as above.
     virtual int Decode(unsigned char* data, int length, std::shared_ptr<CFrameBufferBase>& frame) = 0;
 
     /// The same with a timestamp, in milliseconds if there is a limit. The picture delivered bears the timestamp of the
