@@ -25,9 +25,13 @@ Ball BallAt(unsigned int width, unsigned int height, unsigned int number) {
             static_cast<int>(height * (0.5 + 0.35 * std::sin(turn * 1.7))), static_cast<int>(height / 6)};
 }
 
-unsigned char Ground(unsigned int x, unsigned int y, unsigned int number) {
-    const double wave = std::sin((x + 2.0 * number) * 0.11) * std::cos((y + 1.0 * number) * 0.07);
-    return static_cast<unsigned char>(128 + 70 * wave + (x + y) % 7);
+/// The wave of the ground along one axis. The two axes' waves are multiplied.
+std::vector<double> Wave(unsigned int length, double start, double step, double (*function)(double)) {
+    std::vector<double> wave(length);
+    for (unsigned int i = 0; i < length; ++i) {
+        wave[i] = function((i + start) * step);
+    }
+    return wave;
 }
 
 }  // namespace
@@ -42,10 +46,13 @@ void PaintScene(TestPicture& picture, unsigned int number) {
     const unsigned int width = picture.m_nWidth;
     const unsigned int height = picture.m_nHeight;
     const Ball ball = BallAt(width, height, number);
+    const std::vector<double> across = Wave(width, 2.0 * number, 0.11, std::sin);
+    const std::vector<double> down = Wave(height, number, 0.07, std::cos);
     unsigned char* at = picture.GetData();
     for (unsigned int y = 0; y < height; ++y) {
         for (unsigned int x = 0; x < width; ++x) {
-            *at++ = ball.Covers(x, y) ? 210 : Ground(x, y, number);
+            const double ground = 128 + 70 * across[x] * down[y] + (x + y) % 7;
+            *at++ = ball.Covers(x, y) ? 210 : static_cast<unsigned char>(ground);
         }
     }
     for (const unsigned int colour : {90U, 160U}) {
