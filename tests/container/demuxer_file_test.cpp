@@ -432,6 +432,78 @@ TEST(DemuxerFile, APacketThatTheFilterRefusesIsSkipped) {
     EXPECT_THAT(log.Take(), IsEmpty());
 }
 
+TEST(DemuxerFile, ADamagedH264PacketIsSkippedAlone) {
+    LogCapture log;
+    Reading reading;
+    FfmpegScript script;
+    int packets = 0;
+    script.readFrame = [&](AVFormatContext* context, AVPacket* packet) {
+        const int result = RealReadFrame(context, packet);
+        if (result == 0 && packet->stream_index == 0 && ++packets == 2) {
+            packet->data[0] = 0x7f;  // the length of its first unit
+        }
+        return result;
+    };
+    const auto peer = PeerAnnexB(Clip("demux_two.mp4"), 0);
+    ASSERT_TRUE(reading.Open(Clip("demux_two.mp4")));
+    log.Take();
+    const int before = reading.ReadToEnd();
+    EXPECT_EQ(before, 2) << "one of each video stream";
+    EXPECT_THAT(log.Take(), ElementsAre(Failed("filter filter")));
+    reading.ReadToEnd();
+    EXPECT_THAT(log.Take(), IsEmpty());
+    const auto video = OfStream(reading.callback.packets, 0);
+    ASSERT_EQ(video.size(), peer.size() - 1);
+    EXPECT_EQ(video[0].md5, peer[0].md5);
+    for (std::size_t i = 1; i < video.size(); ++i) {
+        EXPECT_EQ(video[i].md5, peer[i + 1].md5);
+    }
+}
+
+TEST(DemuxerFile, ABrokenHeaderFailsOneReadAndThenLeavesTheBytes) {
+    LogCapture log;
+    Reading reading;
+    FfmpegScript script;
+    script.findStreamInfo = [](AVFormatContext* context) {
+        const int result = RealFindStreamInfo(context);
+        context->streams[0]->codec->extradata_size = 5;
+        return result;
+    };
+    ASSERT_TRUE(reading.Open(Clip("demux_film.mp4")));
+    log.Take();
+    EXPECT_EQ(reading.demuxer.ReadNextFrame(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Failed("filter filter")));
+    reading.ReadToEnd();
+    EXPECT_THAT(log.Take(), IsEmpty());
+    auto expected = OfStream(Expected(Clip("demux_film.mp4")), 0);
+    expected.erase(expected.begin());
+    EXPECT_THAT(OfStream(reading.callback.packets, 0), ElementsAreArray(expected));
+}
+
+TEST(DemuxerFile, AnEmptyH264PacketIsTheEndOfItsFilter) {
+    LogCapture log;
+    Reading reading;
+    FfmpegScript script;
+    int packets = 0;
+    script.readFrame = [&](AVFormatContext* context, AVPacket* packet) {
+        const int result = RealReadFrame(context, packet);
+        if (result == 0 && packet->stream_index == 0 && ++packets == 1) {
+            packet->data = nullptr;
+            packet->size = 0;
+        }
+        return result;
+    };
+    ASSERT_TRUE(reading.Open(Clip("demux_film.mp4")));
+    log.Take();
+    EXPECT_EQ(reading.demuxer.ReadNextFrame(), 1);
+    EXPECT_EQ(reading.callback.last.size, 0);
+    EXPECT_THAT(log.Take(), IsEmpty());
+    EXPECT_EQ(reading.ReadToEnd(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Failed("filter filter")));
+    EXPECT_EQ(reading.demuxer.ReadNextFrame(), 1) << "sound goes on";
+    EXPECT_EQ(reading.callback.last.streamIndex, 1);
+}
+
 TEST(DemuxerFile, TimesAreCutTowardsZeroInDoubleArithmetic) {
     struct {
         AVRational base;

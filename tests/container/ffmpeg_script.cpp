@@ -143,3 +143,11 @@ void __wrap_avformat_close_input(AVFormatContext** context) {
 int RealOpenInput(AVFormatContext** context, const char* url, AVInputFormat* format) {
     return __real_avformat_open_input(context, url, format, nullptr);
 }
+
+int RealFindStreamInfo(AVFormatContext* context) {
+    return __real_avformat_find_stream_info(context, nullptr);
+}
+
+int RealReadFrame(AVFormatContext* context, AVPacket* packet) {
+    return __real_av_read_frame(context, packet);
+}

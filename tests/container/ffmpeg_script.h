@@ -29,8 +29,10 @@ struct FfmpegScript {
     std::vector<std::string> released;
 };
 
-/// The real opening, for scripts that only look.
+/// The real functions, for scripts that only look or change a detail.
 int RealOpenInput(AVFormatContext** context, const char* url, AVInputFormat* format);
+int RealFindStreamInfo(AVFormatContext* context);
+int RealReadFrame(AVFormatContext* context, AVPacket* packet);
 
 /// What a failed opening does to the context: it is gone.
 int FailToOpen(AVFormatContext** context);
