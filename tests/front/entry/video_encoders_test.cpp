@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "codrelay/factories.h"
@@ -16,7 +17,7 @@ using uvqlog::Severity;
 namespace {
 
 /// An id whose encoder name is missing, whatever the table says.
-int g_NamelessId = -1;
+std::optional<int> g_NamelessId;
 
 struct Disposal {
     void operator()(CVideoEncoderBase* encoder) const {
@@ -41,7 +42,7 @@ LoggedLine CantFindId(int id) {
 class VideoEncoderFactories : public testing::Test {
 protected:
     void SetUp() override { SetFfmpegLogLevel("quiet"); }
-    ~VideoEncoderFactories() override { g_NamelessId = -1; }
+    ~VideoEncoderFactories() override { g_NamelessId.reset(); }
 
     /// The codec behind an object, as it tells it when it is created.
     std::string CodecOf(CVideoEncoderBase& encoder) {
