@@ -22,6 +22,7 @@ F() {
 
 # Encoders of the H.264 and H.265 clips. No delay unless a clip asks for B pictures.
 h264=(-c:v libx264 -preset veryfast -bf 0 -pix_fmt yuv420p -f h264)
+h264_reordered=(-c:v libx264 -preset veryfast -profile:v main -bf 3 -b_strategy 0 -pix_fmt yuv420p -f h264)
 h265() { # H.265 with N B pictures
     echo -c:v libx265 -preset ultrafast -x265-params "log-level=none:bframes=$1" -pix_fmt yuv420p -f hevc
 }
@@ -31,7 +32,7 @@ h265() { # H.265 with N B pictures
 # Baseline H.264: every packet gives its picture.
 F 320x240 2 "${h264[@]}" -profile:v baseline h264_baseline.264
 # Reordering: FFmpeg keeps two pictures inside.
-F 320x240 2 -c:v libx264 -preset veryfast -profile:v main -bf 3 -b_strategy 0 -pix_fmt yuv420p -f h264 h264_reordered.264
+F 320x240 2 "${h264_reordered[@]}" h264_reordered.264
 # Full range: another format number, the same layout.
 F 320x240 2 -c:v libx264 -preset veryfast -bf 0 -pix_fmt yuvj420p -f h264 h264_full_range.264
 # 4:2:2: does not fit a 4:2:0 frame.
@@ -69,8 +70,11 @@ for part in 320x240 640x360 176x144 320x240; do
     F "$part" 0.4 $(h265 0) part.265
     cat part.265 >>h265_resized.265
 done
-# H.265 with reordering and a middle segment of two pictures: its decoder reads the new size ahead of the picture.
-for part in 320x240:0.4 176x144:0.08 320x240:0.4; do
+# The same with reordering and a larger middle of two pictures: FFmpeg's decoders are a size ahead of the picture that
+# they give.
+for part in 320x240:0.4 640x360:0.08 320x240:0.4; do
+    F "${part%:*}" "${part#*:}" "${h264_reordered[@]}" part.264
+    cat part.264 >>h264_resized_reordered.264
     F "${part%:*}" "${part#*:}" $(h265 3) part.265
     cat part.265 >>h265_resized_reordered.265
 done
@@ -98,5 +102,12 @@ F 160x120 1 -f lavfi -i sine=d=1 -c:v mpeg4 -bf 2 -c:a pcm_s16le demux_plain.avi
 F 160x120 1 -f lavfi -i sine=d=1 -c:v wmv2 -c:a wmav2 demux_foreign.asf
 # Sound alone.
 ffmpeg -nostdin -v error -y -f lavfi -i sine=d=1:r=22050 -ac 2 demux_sound.wav
+
+# For the command.
+
+# A stream that does not carry its picture size: MP4 keeps MPEG-4's headers to itself.
+F 160x120 1 -c:v mpeg4 -q:v 4 command_no_size.mp4
+# MP4 keeps H.265's parameters too, and no picture comes without them.
+F 160x120 1 -c:v libx265 -preset ultrafast -x265-params log-level=none -pix_fmt yuv420p command_h265.mp4
 
 touch "$stamp"
