@@ -61,8 +61,9 @@ void CVideoEncoder::InitSoftH264(unsigned int /*frameRate*/, unsigned int bitRat
 }
 
 void CVideoEncoder::InitSoftNotH264(unsigned int frameRate, unsigned int bitRate) {
+    const unsigned int ceiling = 2 * bitRate;
     m_pCodecContext->bit_rate_tolerance = RateTolerance(m_pCodecContext->codec_id, frameRate, bitRate);
-    m_pCodecContext->rc_max_rate = 2 * bitRate;
+    m_pCodecContext->rc_max_rate = ceiling;
     m_pCodecContext->rc_min_rate = 0;
     m_pCodecContext->rc_buffer_size = static_cast<int>(4 * bitRate);
     m_pCodecContext->rc_initial_buffer_occupancy = static_cast<int>(12 * bitRate) >> 2;

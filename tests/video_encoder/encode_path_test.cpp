@@ -384,6 +384,18 @@ TEST_P(EncodeAtTheEdge, StaysInsideThePictureAndTheBufferAtAnySize) {
     EXPECT_GT(lost, 0) << "noise is what the margin is too small for";
 }
 
+TEST(EncodeH264, FailsBelow16Pixels) {
+    av_log_set_level(AV_LOG_QUIET);
+    const LogCapture log;
+    EncoderUnderTest encoder(VIDEO_CODEC_H264);
+    ASSERT_EQ(encoder.Create(14, 14), 1);
+    TestPicture picture(14, 14);
+    std::vector<unsigned char> out(10000);
+    int keyFrame = kNoFrameInfo;
+    EXPECT_LT(encoder.Encode(&picture, out.data(), 10000, &keyFrame), 0);
+    EXPECT_EQ(keyFrame, kNoFrameInfo);
+}
+
 struct KeyCase {
     int id;
     int interval;

@@ -1,10 +1,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/log_capture.h"
 #include "encoder_under_test.h"
 #include "ffmpeg_script.h"
+#include "test_picture.h"
 
 using testing::AnyOf;
 
@@ -333,27 +335,48 @@ struct OpenCase {
     int created;
 };
 
+std::vector<OpenCase> OpenCases() {
+    std::vector<OpenCase> cases;
+    for (const int id : {VIDEO_CODEC_FLV, VIDEO_CODEC_MPEG4, VIDEO_CODEC_H263, VIDEO_CODEC_MJPEG}) {
+        for (const unsigned int bitRate : {1U, 2U, 3U, 24U, 200000000U, 536870911U}) {
+            cases.push_back({id, {bitRate, 25}, 1});
+        }
+        // A ceiling without a buffer, for which MPEG-4 alone finds one; or neither; or a negative buffer.
+        cases.push_back({id, {1073741824, 25}, id == VIDEO_CODEC_MPEG4 ? 1 : 0});
+        cases.push_back({id, {2147483648, 25}, 1});
+        cases.push_back({id, {536870912, 25}, 0});
+        cases.push_back({id, {4294967295, 25}, 0});
+    }
+    for (const unsigned int bitRate : {25U, 200000000U, 288000000U}) {
+        cases.push_back({VIDEO_CODEC_H264, {bitRate, 25}, 1});
+    }
+    for (const unsigned int bitRate : {1U, 24U, 288000001U, 536870911U, 1073741824U, 4294967295U}) {
+        cases.push_back({VIDEO_CODEC_H264, {bitRate, 25}, 0});
+    }
+    cases.push_back({VIDEO_CODEC_MPEG4, {800000, 65535}, 1});
+    cases.push_back({VIDEO_CODEC_MPEG4, {800000, 65536}, 0});
+    return cases;
+}
+
 class OpenWithRates : public testing::TestWithParam<OpenCase> {};
 
-INSTANTIATE_TEST_SUITE_P(
-    All, OpenWithRates,
-    testing::Values(OpenCase{VIDEO_CODEC_MPEG4, {1, 25}, 1}, OpenCase{VIDEO_CODEC_FLV, {2, 25}, 1},
-                    OpenCase{VIDEO_CODEC_H263, {3, 25}, 1}, OpenCase{VIDEO_CODEC_MJPEG, {1, 25}, 1},
-                    OpenCase{VIDEO_CODEC_MPEG4, {200000000, 25}, 1}, OpenCase{VIDEO_CODEC_FLV, {200000000, 25}, 1},
-                    OpenCase{VIDEO_CODEC_H263, {200000000, 25}, 1}, OpenCase{VIDEO_CODEC_MJPEG, {200000000, 25}, 1},
-                    OpenCase{VIDEO_CODEC_H264, {200000000, 25}, 1}, OpenCase{VIDEO_CODEC_H264, {24, 25}, 0},
-                    OpenCase{VIDEO_CODEC_H264, {536870911, 25}, 0}, OpenCase{VIDEO_CODEC_MPEG4, {4294967295, 25}, 0},
-                    OpenCase{VIDEO_CODEC_MPEG4, {800000, 65535}, 1}, OpenCase{VIDEO_CODEC_MPEG4, {800000, 65536}, 0}),
-    [](const auto& test) {
-        return std::string(VideoCodecLogName[test.param.id]) + std::to_string(test.param.rates.bitRate) + "At" +
-               std::to_string(test.param.rates.frameRate);
-    });
+INSTANTIATE_TEST_SUITE_P(All, OpenWithRates, testing::ValuesIn(OpenCases()), [](const auto& test) {
+    return std::string(VideoCodecLogName[test.param.id]) + std::to_string(test.param.rates.bitRate) + "At" +
+           std::to_string(test.param.rates.frameRate);
+});
 
 TEST_P(OpenWithRates, EncodesWhatItOpens) {
     av_log_set_level(AV_LOG_QUIET);
     const LogCapture log;
     EncoderUnderTest encoder(GetParam().id);
     ASSERT_EQ(encoder.CreateWithRates(GetParam().rates.frameRate, GetParam().rates.bitRate), GetParam().created);
+    TestPicture picture(176, 144);
+    std::vector<unsigned char> out(200000);
+    for (unsigned int number = 0; GetParam().created == 1 && number < 10; ++number) {
+        PaintScene(picture, number);
+        int keyFrame = 0;
+        EXPECT_GT(encoder.Encode(&picture, out.data(), static_cast<unsigned int>(out.size()), &keyFrame), 0);
+    }
 }
 
 }  // namespace

@@ -299,4 +299,28 @@ TEST_P(ResizedStream, IsDecodedInTheNewSizes) {
     }
 }
 
+TEST(OddSizes, LoseTheLastRowAndColumnInH264) {
+    SetFfmpegLogLevel("quiet");
+    const Encoder encoder(Codrelay_VideoEncoder(VIDEO_CODEC_H264, ""));
+    const Decoder decoder(Codrelay_VideoDecoder(VIDEO_CODEC_H264, ""));
+    ASSERT_EQ(encoder->CreateEncoder(CSP_YUV420P, 177, 145, kFrameRate, kBitRate, 0, 1, 50), 1);
+    ASSERT_EQ(decoder->CreateDecoder(CSP_YUV420P, 176, 144, nullptr), 1);
+    Packet packet = EncodeScene(*encoder, 177, 145, 0, 1);
+    std::shared_ptr<CFrameBufferBase> frame;
+    EXPECT_EQ(decoder->Decode(packet.bytes.data(), static_cast<int>(packet.bytes.size()), frame), 0);
+}
+
+TEST(OddSizes, AreKeptByTheOthers) {
+    SetFfmpegLogLevel("quiet");
+    for (const int id : {VIDEO_CODEC_FLV, VIDEO_CODEC_MPEG4, VIDEO_CODEC_MJPEG}) {
+        const Encoder encoder(Codrelay_VideoEncoder(id, ""));
+        const Decoder decoder(NewFFmpegVideoDecoder(id, CSP_YUV420P, ""));
+        ASSERT_EQ(encoder->CreateEncoder(CSP_YUV420P, 177, 145, kFrameRate, kBitRate, 0, 1, 50), 1);
+        ASSERT_EQ(decoder->CreateDecoder(CSP_YUV420P, 177, 145, nullptr), 1);
+        Packet packet = EncodeScene(*encoder, 177, 145, 0, 1);
+        std::shared_ptr<CFrameBufferBase> frame;
+        EXPECT_EQ(decoder->Decode(packet.bytes.data(), static_cast<int>(packet.bytes.size()), frame), 0) << id;
+    }
+}
+
 }  // namespace
