@@ -18,3 +18,4 @@
 #include "codrelay/utils/threads.h"
 #include "codrelay/utils/time.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_encoder.h"

@@ -9,6 +9,7 @@
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_encoder.h"
 
 /// What stands behind the video decoder factories of "codrelay/factories.h": a decoder for the ids from VIDEO_CODEC_FLV
 /// to VIDEO_CODEC_H265 that delivers `colorSpace`, a `CSP_*` id. The third argument is not read. Null, and a line on
@@ -16,6 +17,12 @@
 /// (CSP_YUV420P_ALT and CSP_YUYV422, with a line; ids that do not exist) delivers pictures as FFmpeg makes them. The
 /// caller owns the object and disposes of it by `Delete`. Any thread.
 CODRELAY_API CVideoDecoderBase* NewFFmpegVideoDecoder(int id, unsigned int colorSpace, const std::string& options);
+/// An encoder for a `VIDEO_CODEC_*` id from FLV to H264 that takes pictures of the colour space `colorSpace`, a `CSP_*`
+/// id. Null for any other id, with a line at Error on the logger "ffmpeg". Nothing else is tested here: a colour space
+/// that the codec cannot take shows when the encoder is created. `options` has no effect. The caller owns the object
+/// and gives it back by `Delete`.
+CODRELAY_API CVideoEncoderBase* NewFFmpegVideoEncoder(int id, unsigned int colorSpace, const std::string& options);
+
 /// What stands behind `Codrelay_DemuxerFile`.
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();
 
