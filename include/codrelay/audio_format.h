@@ -1,11 +1,19 @@
 #pragma once
 
-/// Sample formats as single bits, so that a set of them fits a mask. A trailing P means planar: one block per channel.
+// Sample formats as single bits, so that a set of them fits a mask. Samples of the channels are interleaved; a trailing
+// P means planar: one block for each channel. All in the machine's byte order.
+
+/// Unsigned, 8 bits, 128 is silence.
 inline constexpr int AUDIO_SAMPLE_U8 = 1;
+/// Signed, 16 bits.
 inline constexpr int AUDIO_SAMPLE_S16 = 2;
+/// Signed, 32 bits.
 inline constexpr int AUDIO_SAMPLE_S32 = 4;
+/// Floating point, 32 bits, from -1 to 1.
 inline constexpr int AUDIO_SAMPLE_FLT = 8;
+/// Floating point, 64 bits, from -1 to 1.
 inline constexpr int AUDIO_SAMPLE_DBL = 16;
+/// The same, planar.
 inline constexpr int AUDIO_SAMPLE_U8P = 32;
 inline constexpr int AUDIO_SAMPLE_S16P = 64;
 inline constexpr int AUDIO_SAMPLE_S32P = 128;
@@ -16,7 +24,8 @@ inline constexpr int AUDIO_SAMPLE_DBLP = 512;
 struct AUDIO_FORMAT {
     /// Samples per second and channel.
     int sampleRate;
+    /// Number of channels.
     int channels;
-    /// Exactly one `AUDIO_SAMPLE_*` flag.
+    /// Exactly one `AUDIO_SAMPLE_*` flag; 0 where a demuxer could not tell.
     int sampleFormat;
 };

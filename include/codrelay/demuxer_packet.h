@@ -1,17 +1,18 @@
 #pragma once
 
-/// One packet as a demuxer hands it to its callback.
+/// One packet as a demuxer hands it to its callback. A plain record; the bytes behind `data` are the demuxer's.
 struct DEMUXER_PACKET {
-    /// The packet's bytes, borrowed: good until the callback returns.
+    /// The packet's bytes, borrowed: good until the callback returns, and not to be freed. Null for an empty packet.
     unsigned char* data;
     /// Bytes at `data`.
     int size;
-    /// Index of the stream in the container.
+    /// Index of the stream in the container, from 0.
     int streamIndex;
-    /// Presentation time. Milliseconds from a file demuxer, ticks of the stream's time base from a memory demuxer,
-    /// -9223372036854775808 where the container gives none.
+    /// Presentation time. Milliseconds from a file demuxer, ticks of the stream's time base from a memory demuxer;
+    /// -9223372036854775808 where the container gives none. May be negative, and is not in order where pictures are
+    /// reordered.
     long long pts;
-    /// Decoding time, likewise.
+    /// Decoding time, in the same unit, likewise -9223372036854775808 where there is none.
     long long dts;
     /// 1 for a key frame, else 0.
     unsigned int keyFrame;

@@ -12,4 +12,6 @@ CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_H265(const std::string& op
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_JPEG();
 CODRELAY_API CVideoDecoderBase* HwAccelVideoDecoder_H264(const std::string& options);
 
+/// A demuxer for files. `format` is ignored: the format is found by looking at the file. Never null. The caller owns the
+/// object and disposes of it by `delete`.
 CODRELAY_API CDemuxerFileBase* Codrelay_DemuxerFile(int format);

@@ -20,4 +20,83 @@ F() {
     ffmpeg -nostdin -v error -y -f lavfi -i "testsrc2=s=$size:r=25:d=$seconds" "$@"
 }
 
+# Encoders of the H.264 and H.265 clips. No delay unless a clip asks for B pictures.
+h264=(-c:v libx264 -preset veryfast -bf 0 -pix_fmt yuv420p -f h264)
+h265() { # H.265 with N B pictures
+    echo -c:v libx265 -preset ultrafast -x265-params "log-level=none:bframes=$1" -pix_fmt yuv420p -f hevc
+}
+
+# --- Decoding, one property each; 320x240 and 50 pictures unless told otherwise.
+
+# Baseline H.264: every packet gives its picture.
+F 320x240 2 "${h264[@]}" -profile:v baseline h264_baseline.264
+# Reordering: FFmpeg keeps two pictures inside.
+F 320x240 2 -c:v libx264 -preset veryfast -profile:v main -bf 3 -b_strategy 0 -pix_fmt yuv420p -f h264 h264_reordered.264
+# Full range: another format number, the same layout.
+F 320x240 2 -c:v libx264 -preset veryfast -bf 0 -pix_fmt yuvj420p -f h264 h264_full_range.264
+# 4:2:2: does not fit a 4:2:0 frame.
+F 320x240 2 -c:v libx264 -preset veryfast -bf 0 -pix_fmt yuv422p -f h264 h264_422.264
+# Cropping on the left: 64 columns are cut off, so that the planes do not begin where their memory does; of 16 FFmpeg
+# delivers all, since planes would begin unaligned.
+F 320x240 2 "${h264[@]}" -bsf:v h264_metadata=crop_left=64 h264_left_crop_64.264
+F 320x240 2 "${h264[@]}" -bsf:v h264_metadata=crop_left=16 h264_left_crop_16.264
+# Interlaced coding, two fields a picture.
+F 320x240 2 "${h264[@]}" -flags +ilme+ildct h264_interlaced.264
+# H.265 without and with reordering.
+F 320x240 2 $(h265 0) h265.265
+F 320x240 2 $(h265 3) h265_reordered.265
+# MPEG-4 without and with B pictures; AVI keeps their headers in the stream.
+F 320x240 2 -c:v mpeg4 -q:v 4 -f avi mpeg4.avi
+F 320x240 2 -c:v mpeg4 -q:v 4 -bf 2 -f avi mpeg4_reordered.avi
+F 320x240 2 -c:v mjpeg -q:v 4 -pix_fmt yuvj420p -f avi mjpeg.avi
+F 320x240 2 -c:v flv1 -q:v 4 -f flv flv1.flv
+# H.263 knows a handful of sizes only.
+F 352x288 2 -c:v h263 -q:v 4 -f avi h263.avi
+
+# --- Odd sizes: chroma planes are rounded up, and rows are no multiple of a vector register.
+
+F 320x240 1 -vf scale=33:17 -c:v mjpeg -q:v 4 -pix_fmt yuvj420p -f avi mjpeg_odd.avi
+F 320x240 1 -vf scale=33:17 -c:v mpeg4 -q:v 4 -f avi mpeg4_odd.avi
+F 320x240 1 -vf scale=33:17 -c:v flv1 -q:v 4 -f flv flv1_odd.flv
+# A width that scalers like to leave the last columns of unwritten.
+F 854x480 0.4 "${h264[@]}" h264_854.264
+
+# --- Streams that change their size: 320x240, larger, smaller, back again, 10 pictures each.
+
+for part in 320x240 640x360 176x144 320x240; do
+    F "$part" 0.4 "${h264[@]}" "part.264"
+    cat part.264 >>h264_resized.264
+    F "$part" 0.4 $(h265 0) part.265
+    cat part.265 >>h265_resized.265
+done
+# H.265 with reordering and a middle segment of two pictures: its decoder reads the new size ahead of the picture.
+for part in 320x240:0.4 176x144:0.08 320x240:0.4; do
+    F "${part%:*}" "${part#*:}" $(h265 3) part.265
+    cat part.265 >>h265_resized_reordered.265
+done
+# Still pictures of any size, odd ones among them.
+for part in 320x240 33:17 97:61 1:1 320x240; do
+    F 320x240 0.2 -vf "scale=${part/x/:}" -c:v mjpeg -q:v 4 -pix_fmt yuvj420p -f mjpeg part.mjpeg
+    cat part.mjpeg >>mjpeg_resized.mjpeg
+done
+rm part.*
+
+# For the demuxers. The film has reordering, several key frames, and time bases that milliseconds do not divide.
+F 160x120 2 -f lavfi -i sine=d=2 -r 30000/1001 -c:v libx264 -bf 2 -g 12 -pix_fmt yuv420p -c:a aac -ac 2 demux_film.mp4
+# C INPUT ARGUMENT...: other containers of it, packets as they are.
+C() { ffmpeg -nostdin -v error -y -i "$@"; }
+# Start codes instead of length prefixes, 1/90000.
+C demux_film.mp4 -map 0 -c copy demux_film.ts
+# Times in milliseconds already, packets without a decoding time, a stream that is neither video nor audio.
+printf '1\n00:00:00,500 --> 00:00:01,000\ntext\n' > demux_film.srt
+C demux_film.mp4 -i demux_film.srt -map 0 -map 1 -c copy demux_film.mkv
+# H.264 twice, of which the first is filtered.
+C demux_film.mp4 -map 0:v -map 0:v -map 0:a -c copy demux_two.mp4
+# No H.264; packets without a presentation time.
+F 160x120 1 -f lavfi -i sine=d=1 -c:v mpeg4 -bf 2 -c:a pcm_s16le demux_plain.avi
+# Codecs that the library has no ids for.
+F 160x120 1 -f lavfi -i sine=d=1 -c:v wmv2 -c:a wmav2 demux_foreign.asf
+# Sound alone.
+ffmpeg -nostdin -v error -y -f lavfi -i sine=d=1:r=22050 -ac 2 demux_sound.wav
+
 touch "$stamp"
