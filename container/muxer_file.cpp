@@ -10,7 +10,9 @@ constexpr muxing::VideoTuning kVideoTuning{0, 250};
 constexpr long long kNoFileSize = 0xFFFFFFFF;
 constexpr unsigned int kCallsPerFlush = 26;
 
-int64_t Microseconds(int seconds) { return int64_t{seconds} * AV_TIME_BASE; }
+int64_t Microseconds(int seconds) {
+    return int64_t{seconds} * AV_TIME_BASE;
+}
 
 }  // namespace
 
@@ -129,8 +131,7 @@ int CMuxerFile::WriteHeader() {
             return 0;
         }
     }
-    const int result =
-        m_pFormatContext != nullptr ? avformat_write_header(m_pFormatContext, nullptr) : AVERROR(EINVAL);
+    const int result = m_pFormatContext != nullptr ? avformat_write_header(m_pFormatContext, nullptr) : AVERROR(EINVAL);
     m_bHeaderWritten = result >= 0;
     if (result != 0) {
         FFMPEG_LOG(Error) << "CMuxerFile::WriteHeader: failed";
@@ -158,9 +159,9 @@ int CMuxerFile::WriteFrame(unsigned char* data, int size, int keyFrame, long lon
     const int64_t streamPts =
         muxing::NextPts(muxing::SinceOrigin(pts, m_nBasePts, m_nPtsShift), m_pVideoStream, m_nPrevVideoPts);
     const bool possible = m_bHeaderWritten && m_pVideoStream != nullptr;
-    const int result = possible ? muxing::WriteInterleaved(m_pFormatContext, m_pVideoStream,
-                                                           {data, size, keyFrame != 0, streamPts})
-                                : AVERROR(EINVAL);
+    const int result =
+        possible ? muxing::WriteInterleaved(m_pFormatContext, m_pVideoStream, {data, size, keyFrame != 0, streamPts})
+                 : AVERROR(EINVAL);
     if (result != 0) {
         FFMPEG_LOG(Critical) << "CMuxerFile::WriteFrame: write_frame error: pts = " << streamPts
                              << ", prevPts = " << m_nPrevVideoPts;

@@ -8,9 +8,13 @@ namespace {
 
 // MP3 frames of one rate differ by a byte of padding, and a block does not tell whether its first frame has it. Hosts
 // know this guess, for every codec.
-int FirstPadding(int size) { return size % 209 == 105 ? 1 : 0; }
+int FirstPadding(int size) {
+    return size % 209 == 105 ? 1 : 0;
+}
 
-int64_t Plus(int64_t a, int64_t b) { return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b)); }
+int64_t Plus(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
 
 }  // namespace
 
@@ -65,10 +69,9 @@ int CMuxerFile::WriteSoundFrame(unsigned char* data, int left) {
     const int64_t pts = muxing::NextPts(m_nAudioNextTs, m_pAudioStream, m_nPrevAudioPts);
     FFMPEG_LOG(Info) << "CMuxerFile::WriteSound: Timebase: " << m_pAudioStream->time_base.num << "/"
                      << m_pAudioStream->time_base.den << ", PTS " << pts << ", Size: " << size;
-    const int result =
-        m_bHeaderWritten
-            ? muxing::WriteInterleaved(m_pFormatContext, m_pAudioStream, {WholeFrame(data, left, size), size, true, pts})
-            : AVERROR(EINVAL);
+    const int result = m_bHeaderWritten ? muxing::WriteInterleaved(m_pFormatContext, m_pAudioStream,
+                                                                   {WholeFrame(data, left, size), size, true, pts})
+                                        : AVERROR(EINVAL);
     if (result != 0) {
         FFMPEG_LOG(Critical) << "CMuxerFile::WriteSound: write_frame error: pts = " << pts
                              << ", prevPts = " << m_nPrevAudioPts;

@@ -8,7 +8,9 @@ namespace {
 
 constexpr muxing::VideoTuning kVideoTuning{0x100000, 50};
 
-int64_t RefuseToSeek(void* /*opaque*/, int64_t /*offset*/, int /*whence*/) { return AVERROR(ESPIPE); }
+int64_t RefuseToSeek(void* /*opaque*/, int64_t /*offset*/, int /*whence*/) {
+    return AVERROR(ESPIPE);
+}
 
 // A trailer seeks to offsets of the whole container, which mean nothing inside the piece that is being written: it
 // would overwrite its own bytes. `seekable` alone does not stop it, nor does the I/O layer seek outside its own window
@@ -163,7 +165,9 @@ int CMuxerMem::GetWriteBuf(unsigned char*& buffer) {
     return count;
 }
 
-void CMuxerMem::FreeWriteBuf(unsigned char* buffer) { av_free(buffer); }
+void CMuxerMem::FreeWriteBuf(unsigned char* buffer) {
+    av_free(buffer);
+}
 
 int CMuxerMem::WriteHeader() {
     m_bFirstPacketPending = 1;
@@ -195,7 +199,9 @@ int CMuxerMem::WriteTrailer() {
     return 1;
 }
 
-bool CMuxerMem::CanWrite() const { return m_bHeaderWritten && m_pFormatContext->pb != nullptr; }
+bool CMuxerMem::CanWrite() const {
+    return m_bHeaderWritten && m_pFormatContext->pb != nullptr;
+}
 
 void CMuxerMem::LatchOrigin(long long pts) {
     if (m_bFirstPacketPending != 0) {
@@ -215,10 +221,10 @@ int CMuxerMem::WriteFrame(unsigned char* data, int size, int keyFrame, long long
     }
     const int64_t streamPts =
         muxing::NextPts(muxing::SinceOrigin(pts, m_nBasePts, m_nPtsShift), m_pVideoStream, m_nPrevVideoPts);
-    const int result = CanWrite() && m_pVideoStream != nullptr
-                           ? muxing::WriteInterleaved(m_pFormatContext, m_pVideoStream,
-                                                      {data, size, keyFrame != 0, streamPts})
-                           : AVERROR(EINVAL);
+    const int result =
+        CanWrite() && m_pVideoStream != nullptr
+            ? muxing::WriteInterleaved(m_pFormatContext, m_pVideoStream, {data, size, keyFrame != 0, streamPts})
+            : AVERROR(EINVAL);
     if (result != 0) {
         FFMPEG_LOG(Critical) << "CMuxerMem::WriteFrame: write_frame error: pts = " << streamPts
                              << ", prevPts = " << m_nPrevVideoPts;
@@ -254,9 +260,9 @@ int CMuxerMem::WriteSound(unsigned char* data, int size, long long pts) {
 
 bool CMuxerMem::WriteSoundFrame(unsigned char* data, int64_t milliseconds) {
     const int64_t pts = muxing::NextPts(milliseconds, m_pAudioStream, m_nPrevAudioPts);
-    const int result = CanWrite() ? muxing::WriteInterleaved(m_pFormatContext, m_pAudioStream,
-                                                             {data, m_nAudioFrameBytes, true, pts})
-                                  : AVERROR(EINVAL);
+    const int result =
+        CanWrite() ? muxing::WriteInterleaved(m_pFormatContext, m_pAudioStream, {data, m_nAudioFrameBytes, true, pts})
+                   : AVERROR(EINVAL);
     if (result != 0) {
         // The other class's name stands in this line, and hosts know it so.
         FFMPEG_LOG(Critical) << "CMuxerFile::WriteSound: write_frame error: pts = " << pts

@@ -13,7 +13,9 @@ void WantGlobalHeader(AVFormatContext* context) {
     }
 }
 
-int64_t Wrapped(uint64_t value) { return static_cast<int64_t>(value); }
+int64_t Wrapped(uint64_t value) {
+    return static_cast<int64_t>(value);
+}
 
 }  // namespace
 
@@ -82,8 +84,7 @@ int Quotient(int dividend, int divisor) {
 }
 
 int64_t NextPts(int64_t milliseconds, const AVStream* stream, int64_t previous) {
-    const int64_t pts =
-        stream != nullptr ? av_rescale_q(milliseconds, kHostTimeBase, stream->time_base) : milliseconds;
+    const int64_t pts = stream != nullptr ? av_rescale_q(milliseconds, kHostTimeBase, stream->time_base) : milliseconds;
     return pts > previous ? pts : Wrapped(static_cast<uint64_t>(previous) + 1);
 }
 

@@ -24,7 +24,9 @@ MUXER_PARAM InFfmpegIds(const MUXER_PARAM& param) {
 
 }  // namespace
 
-CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param) { return NewFFmpegMuxerMem(format, param); }
+CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param) {
+    return NewFFmpegMuxerMem(format, param);
+}
 
 CMuxerFileBase* Codrelay_MuxerFile(int format, MUXER_PARAM* param, const char* fileName) {
     return NewFFmpegMuxerFile(format, param, fileName);

@@ -4,6 +4,10 @@
 
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
+#include "codrelay/file_muxer.h"
+#include "codrelay/memory_demuxer.h"
+#include "codrelay/memory_muxer.h"
+#include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
 
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder(int id, const std::string& options);
@@ -15,3 +19,19 @@ CODRELAY_API CVideoDecoderBase* HwAccelVideoDecoder_H264(const std::string& opti
 /// A demuxer for files. `format` is ignored: the format is found by looking at the file. Never null. The caller owns the
 /// object and disposes of it by `delete`.
 CODRELAY_API CDemuxerFileBase* Codrelay_DemuxerFile(int format);
+
+/// A demuxer for bytes in memory, with its reader thread running. `format` is a `DEMUXER_FORMAT_*` id; any other makes
+/// a demuxer whose thread ends at once. `callback` is not owned and must live until the demuxer is destroyed; see
+/// CDemuxerMemCallback for the thread that it runs on. The caller owns the object and disposes of it by `Delete`. Null,
+/// and a line at Critical on "ffmpeg", if no thread can be started.
+/// REQUIRES: `callback` is not null.
+CODRELAY_API CDemuxerMemBase* Codrelay_DemuxerMem(int format, CDemuxerMemCallback* callback);
+
+/// A muxer into memory. `format` is a `MUXER_FORMAT_*` id; `param`, copied, holds the library's codec ids. The caller
+/// owns the object and disposes of it by `Delete`. Null, with lines on "ffmpeg", if `param` is null, the format unknown
+/// or a stream not to be had.
+CODRELAY_API CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param);
+
+/// A muxer into the file `fileName`, which is copied and not opened before `WriteHeader`. Otherwise as
+/// Codrelay_MuxerMem.
+CODRELAY_API CMuxerFileBase* Codrelay_MuxerFile(int format, MUXER_PARAM* param, const char* fileName);
