@@ -10,14 +10,25 @@
 #include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
 
+// The factories only build: FFmpeg is first asked when the object's own Create call runs. They may be called from any
+// thread. Every failure is a null result and a line on the logger "codrelay" or, from the layer beneath, "ffmpeg".
+//
+// The string that video factories take was meant for hardware acceleration. Nothing reads it; pass an empty one.
+
+/// A video decoder that delivers CSP_YUV420P. Served are VIDEO_CODEC_MPEG4, VIDEO_CODEC_JPEG and VIDEO_CODEC_MJPEG
+/// (the same decoder), VIDEO_CODEC_H264 and VIDEO_CODEC_H265; null for every other id. Decoders for VIDEO_CODEC_FLV and
+/// VIDEO_CODEC_H263, and other colour spaces, can be had from `NewFFmpegVideoDecoder` in "codrelay/ffmpeg_layer.h". The
+/// caller owns the object and disposes of it by `Delete`.
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder(int id, const std::string& options);
+/// The decoders that `Codrelay_VideoDecoder` gives for VIDEO_CODEC_H264, VIDEO_CODEC_H265 and VIDEO_CODEC_JPEG.
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_H264(const std::string& options);
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_H265(const std::string& options);
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_JPEG();
+/// There is no hardware path: null, always and silently. Use `Codrelay_VideoDecoder`.
 CODRELAY_API CVideoDecoderBase* HwAccelVideoDecoder_H264(const std::string& options);
 
-/// A demuxer for files. `format` is ignored: the format is found by looking at the file. Never null. The caller owns the
-/// object and disposes of it by `delete`.
+/// A demuxer for files. `format` is ignored: the format is found by looking at the file. Never null. The caller owns
+/// the object and disposes of it by `delete`.
 CODRELAY_API CDemuxerFileBase* Codrelay_DemuxerFile(int format);
 
 /// A demuxer for bytes in memory, with its reader thread running. `format` is a `DEMUXER_FORMAT_*` id; any other makes

@@ -11,6 +11,11 @@
 #include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
 
+/// What stands behind the video decoder factories of "codrelay/factories.h": a decoder for the ids from VIDEO_CODEC_FLV
+/// to VIDEO_CODEC_H265 that delivers `colorSpace`, a `CSP_*` id. The third argument is not read. Null, and a line on
+/// the logger "ffmpeg", for every other id. The colour space is not tested: one that codecs cannot be bound to
+/// (CSP_YUV420P_ALT and CSP_YUYV422, with a line; ids that do not exist) delivers pictures as FFmpeg makes them. The
+/// caller owns the object and disposes of it by `Delete`. Any thread.
 CODRELAY_API CVideoDecoderBase* NewFFmpegVideoDecoder(int id, unsigned int colorSpace, const std::string& options);
 /// What stands behind `Codrelay_DemuxerFile`.
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();

@@ -1,0 +1,197 @@
+#include "decode_command.h"
+
+#include <chrono>
+#include <deque>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "digest.h"
+#include "failure.h"
+#include "files.h"
+#include "library_session.h"
+#include "media_names.h"
+#include "packet_source.h"
+#include "picture_decoder.h"
+#include "video_input.h"
+
+namespace {
+
+/// A decoder has eight buffers, and one is in work.
+constexpr int kMostHeld = 7;
+
+struct DecodeOptions {
+    VideoInputOptions input;
+    std::string out;
+    bool hashes = false;
+    std::string colorSpace = "yuv420p";
+    unsigned int rateLimit = 0;
+    int hold = 0;
+    bool allowResize = false;
+};
+
+/// Prints a line for each picture, and one for all of them.
+class HashList {
+public:
+    void Add(const Picture& picture) {
+        Digest md5("MD5");
+        md5.Add(picture.frame->GetConstData(), picture.bytes);
+        m_All.Add(picture.frame->GetConstData(), picture.bytes);
+        const long long time = picture.frame->m_nTimestamp;
+        std::cout << m_Count++ << "\t" << (time == kNoTime ? "-" : std::to_string(time)) << "\t" << picture.size.width
+                  << "\t" << picture.size.height << "\t" << picture.bytes << "\t" << md5.Finish() << "\n";
+    }
+    void Finish() { std::cout << m_Count << "\t" << m_All.Finish() << "\n"; }
+
+private:
+    long long m_Count = 0;
+    Digest m_All{"SHA1"};
+};
+
+struct Tally {
+    long long packets = 0;
+    long long pictures = 0;
+    long long noPicture = 0;
+    long long damaged = 0;
+    long long otherSize = 0;
+};
+
+class DecodeRun {
+public:
+    explicit DecodeRun(const DecodeOptions& options)
+        : m_Options(options),
+          m_Session(options.input.logLevel),
+          m_Input(FindVideoInput(m_Session, options.input)),
+          m_Source(m_Session, options.input.file),
+          m_Decoder(m_Session,
+                    {m_Input.stream.codecId, ColorSpaceOfName(options.colorSpace), m_Input.size, options.allowResize}) {
+        if (!options.out.empty()) {
+            m_Out.emplace(options.out, options.input.file);
+        }
+        if (options.hashes) {
+            m_Hashes.emplace();
+        } else {
+            m_Source.ShowProgress("decoding");
+        }
+    }
+
+    void Run() {
+        const auto start = std::chrono::steady_clock::now();
+        m_Source.ReadAll([this](const DEMUXER_PACKET& packet) { TakePacket(packet); });
+        CheckThatPicturesCame();
+        if (m_Out) {
+            m_Out->Finish();
+        }
+        if (m_Hashes) {
+            m_Hashes->Finish();
+        }
+        m_Time = std::chrono::steady_clock::now() - start;
+    }
+
+    void PrintSummary() const {
+        const long long skipped = m_Tally.noPicture + m_Tally.damaged + m_Tally.otherSize;
+        std::cerr << "packets in " << m_Tally.packets << ", pictures out " << m_Tally.pictures << ", skipped "
+                  << skipped << " (no picture " << m_Tally.noPicture << ", damaged " << m_Tally.damaged
+                  << ", other size " << m_Tally.otherSize << "), time " << std::fixed << std::setprecision(3)
+                  << m_Time.count() << " s\n";
+    }
+
+private:
+    void TakePacket(const DEMUXER_PACKET& packet) {
+        if (packet.streamIndex != m_Input.stream.index) {
+            return;
+        }
+        if (m_Options.rateLimit != 0 && packet.pts == kNoTime) {
+            throw Failure(m_Options.input.file + ": has packets without a time, so --rate cannot be kept");
+        }
+        ++m_Tally.packets;
+        Picture picture;
+        switch (m_Decoder.Decode(packet, picture, m_Options.rateLimit)) {
+            case DecodeStatus::Picture:
+                TakePicture(std::move(picture));
+                break;
+            case DecodeStatus::NoPicture:
+                ++m_Tally.noPicture;
+                break;
+            case DecodeStatus::OtherSize:
+                ++m_Tally.otherSize;
+                break;
+            case DecodeStatus::Damaged:
+                ++m_Tally.damaged;
+                break;
+            case DecodeStatus::NoBuffer:
+                throw Failure("the decoder has no picture buffer left");
+        }
+    }
+
+    void TakePicture(Picture picture) {
+        ++m_Tally.pictures;
+        if (m_Out) {
+            m_Out->Write(picture.frame->GetConstData(), picture.bytes);
+        }
+        if (m_Hashes) {
+            m_Hashes->Add(picture);
+        }
+        m_Held.push_back(std::move(picture));
+        if (m_Held.size() > static_cast<std::size_t>(m_Options.hold)) {
+            m_Held.pop_front();
+        }
+    }
+
+    void CheckThatPicturesCame() const {
+        if (m_Tally.pictures > 0) {
+            return;
+        }
+        const std::string reason = m_Tally.otherSize > 0 ? "gives no picture of " + SizeText(m_Input.size) +
+                                                               "; --allow-resize takes other sizes"
+                                                         : "gives no picture";
+        throw Failure(m_Options.input.file + ": its " + VideoCodecName(m_Input.stream.codecId) + " video " + reason);
+    }
+
+    const DecodeOptions& m_Options;
+    LibrarySession m_Session;
+    VideoInput m_Input;
+    PacketSource m_Source;
+    PictureDecoder m_Decoder;
+    std::optional<OutputFile> m_Out;
+    std::optional<HashList> m_Hashes;
+    std::deque<Picture> m_Held;
+    Tally m_Tally;
+    std::chrono::duration<double> m_Time{};
+};
+
+void RunDecode(const DecodeOptions& options) {
+    DecodeRun run(options);
+    run.Run();
+    run.PrintSummary();
+}
+
+void AddOptions(CLI::App& command, DecodeOptions& options) {
+    AddVideoInputOptions(command, options.input);
+    command.add_option("--out", options.out, "Write the pictures' bytes, one after the other")->option_text("FILE");
+    command.add_flag("--hashes", options.hashes,
+                     "Print number, time, width, height, bytes and MD5 of each picture, then their count and the SHA-1 "
+                     "of all bytes");
+    command.add_option("--csp", options.colorSpace, "The pixel format of the pictures")
+        ->check(CLI::IsMember(ColorSpaceNames()))
+        ->option_text("NAME");
+    command.add_option("--rate", options.rateLimit, "About so many pictures a second at most, by the packets' times")
+        ->check(CLI::Range(1, 1000))
+        ->option_text("N");
+    command.add_option("--hold", options.hold, "Keep the last N pictures alive, 0 to 7")
+        ->check(CLI::Range(0, kMostHeld))
+        ->option_text("N");
+    command.add_flag("--allow-resize", options.allowResize, "Take pictures of another size than the first");
+}
+
+}  // namespace
+
+void AddDecodeCommand(CLI::App& app) {
+    const auto options = std::make_shared<DecodeOptions>();
+    CLI::App* command = app.add_subcommand("decode", "Decode the first video stream");
+    AddOptions(*command, *options);
+    command->footer("Example:\n  codrelay decode clip.mp4 --hashes --csp rgb24");
+    command->callback([options] { RunDecode(*options); });
+}

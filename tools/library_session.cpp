@@ -1,0 +1,79 @@
+#include "library_session.h"
+
+#include <algorithm>
+#include <array>
+#include <iostream>
+#include <utility>
+
+#include "codrelay/library.h"
+
+namespace {
+
+struct LogLevel {
+    const char* name;
+    uvqlog::Severity severity;
+    const char* ffmpegLevel;
+};
+
+constexpr std::array<LogLevel, 5> kLogLevels = {{
+    {"trace", uvqlog::Severity::Trace, "trace"},
+    {"info", uvqlog::Severity::Info, "info"},
+    {"warning", uvqlog::Severity::Warning, "warning"},
+    {"error", uvqlog::Severity::Error, "error"},
+    {"critical", uvqlog::Severity::Critical, "fatal"},
+}};
+
+const char* SeverityName(uvqlog::Severity severity) {
+    const auto level = std::find_if(kLogLevels.begin(), kLogLevels.end(),
+                                    [severity](const LogLevel& candidate) { return candidate.severity == severity; });
+    return level != kLogLevels.end() ? level->name : "unknown";
+}
+
+}  // namespace
+
+std::vector<std::string> LibrarySession::LogLevels() {
+    std::vector<std::string> names;
+    std::transform(kLogLevels.begin(), kLogLevels.end(), std::back_inserter(names),
+                   [](const LogLevel& level) { return level.name; });
+    return names;
+}
+
+LibrarySession::LibrarySession(const std::string& logLevel) {
+    const auto level = std::find_if(kLogLevels.begin(), kLogLevels.end(),
+                                    [&logLevel](const LogLevel& candidate) { return candidate.name == logLevel; });
+    if (level != kLogLevels.end()) {
+        m_Shown = level->severity;
+    }
+    Codrelay_SetFfmpegLogLevel(m_Shown ? level->ffmpegLevel : "quiet");
+    uvqlog::SetThreshold(m_Shown ? std::min(*m_Shown, uvqlog::Severity::Info) : uvqlog::Severity::Info);
+    uvqlog::SetSink([this](const uvqlog::LogEvent& event) { Hear(event); });
+    Codrelay_Create(nullptr);
+}
+
+LibrarySession::~LibrarySession() {
+    Codrelay_Destroy();
+    uvqlog::SetSink(nullptr);
+    uvqlog::SetThreshold(uvqlog::Severity::Warning);
+}
+
+void LibrarySession::ListOffers(Listener listener) {
+    const ScopedListener listening(*this, std::move(listener));
+    uvqlog::SetThreshold(uvqlog::Severity::Trace);
+    Codrelay_Create(nullptr);
+    uvqlog::SetThreshold(uvqlog::Severity::Info);
+}
+
+LibrarySession::Listener LibrarySession::ReplaceListener(Listener listener) {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    return std::exchange(m_Listener, std::move(listener));
+}
+
+void LibrarySession::Hear(const uvqlog::LogEvent& event) {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    if (m_Shown && event.severity >= *m_Shown) {
+        std::cerr << SeverityName(event.severity) << " " << event.logger << ": " << event.text << "\n";
+    }
+    if (m_Listener) {
+        m_Listener(event);
+    }
+}

@@ -1,0 +1,59 @@
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <string>
+
+#include "decode_command.h"
+#include "failure.h"
+#include "info_command.h"
+#include "probe_command.h"
+#include "sheet_command.h"
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+void AddCommands(CLI::App& app) {
+    AddInfoCommand(app);
+    AddProbeCommand(app);
+    AddDecodeCommand(app);
+    AddSheetCommand(app);
+}
+
+/// A full disk behind standard output shows at the last flush.
+void FinishStandardOutput() {
+    std::cout.flush();
+    if (!std::cout) {
+        throw Failure("standard output cannot be written");
+    }
+}
+
+int Complain(const std::string& what) {
+    std::cerr << "codrelay: " << what << "\n";
+    return kFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"Looks into media files and decodes them with the Codrelay library."};
+    app.name("codrelay");
+    app.set_version_flag("--version", "codrelay " CODRELAY_VERSION);
+    app.require_subcommand(1);
+    app.footer("Example:\n  codrelay probe clip.mp4\n\ncodrelay COMMAND --help tells more of each command.");
+    AddCommands(app);
+    try {
+        app.parse(argc, argv);
+        FinishStandardOutput();
+        return 0;
+    } catch (const CLI::ParseError& stop) {
+        // Help and version come this way too, with code 0.
+        return app.exit(stop) == 0 ? 0 : kWrongUsage;
+    } catch (const std::bad_alloc&) {
+        return Complain("out of memory");
+    } catch (const std::exception& failure) {
+        return Complain(failure.what());
+    }
+}

@@ -1,0 +1,83 @@
+#include "packet_source.h"
+
+#include <codrelay/factories.h>
+
+#include <filesystem>
+#include <utility>
+
+#include "failure.h"
+#include "files.h"
+
+PacketSource::PacketSource(LibrarySession& session, const std::string& path)
+    : m_Session(session), m_Path(path), m_Bytes(CheckInputFile(path)), m_Demuxer(Codrelay_DemuxerFile(0)) {
+    // An absolute path: FFmpeg takes what stands before a colon for a protocol.
+    if (!m_Demuxer->Open(std::filesystem::absolute(path).c_str(), this)) {
+        throw Failure(path + ": is not a media file that can be opened, or it is damaged");
+    }
+    const int count = m_Demuxer->GetStreamCount();
+    if (count == 0) {
+        throw Failure(path + ": has no streams");
+    }
+    for (int index = 0; index < count; ++index) {
+        m_Streams.push_back(DescribeStream(index));
+    }
+}
+
+PacketSource::~PacketSource() = default;
+
+StreamInfo PacketSource::DescribeStream(int index) {
+    StreamInfo stream{index, static_cast<StreamType>(m_Demuxer->GetStreamType(index)), -1, {}};
+    if (stream.type == StreamType::Video) {
+        m_Demuxer->GetVideoStreamInfo(index, &stream.codecId);
+    } else if (stream.type == StreamType::Audio) {
+        m_Demuxer->GetAudioStreamInfo(index, &stream.codecId, &stream.audio);
+    }
+    return stream;
+}
+
+void PacketSource::ShowProgress(const std::string& label) {
+    m_Progress.emplace(label, m_Bytes);
+}
+
+bool PacketSource::ReadNext(const Taker& taker) {
+    m_Taker = &taker;
+    const int read = ReadFrame();
+    m_Taker = nullptr;
+    if (m_Thrown) {
+        std::rethrow_exception(std::exchange(m_Thrown, nullptr));
+    }
+    return read != 0;
+}
+
+void PacketSource::ReadAll(const Taker& taker) {
+    while (ReadNext(taker)) {
+    }
+}
+
+/// The end of the file and a packet that cannot be read have one result; only the log tells them apart.
+int PacketSource::ReadFrame() {
+    std::string error;
+    const ScopedListener listening(m_Session, [&error](const uvqlog::LogEvent& event) {
+        if (event.severity >= uvqlog::Severity::Error) {
+            error = event.text;
+        }
+    });
+    const int read = m_Demuxer->ReadNextFrame();
+    if (read == 0 && !error.empty()) {
+        throw Failure(m_Path + ": is damaged: " + error);
+    }
+    return read;
+}
+
+/// What the taker throws travels round the library, not through it.
+int PacketSource::OnPacket(DEMUXER_PACKET* packet) {
+    try {
+        (*m_Taker)(*packet);
+        if (m_Progress) {
+            m_Progress->Advance(static_cast<std::uintmax_t>(packet->size));
+        }
+    } catch (...) {
+        m_Thrown = std::current_exception();
+    }
+    return 0;
+}

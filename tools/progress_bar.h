@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// A bar on stderr where that is a terminal, and nothing otherwise. The line is wiped when the bar goes.
+class ProgressBar {
+public:
+    ProgressBar(std::string label, std::uintmax_t total);
+    ~ProgressBar();
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    void Advance(std::uintmax_t amount);
+
+private:
+    void Draw(int percent);
+
+    std::string m_Label;
+    std::uintmax_t m_Total;
+    std::uintmax_t m_Done = 0;
+    int m_DrawnPercent = -1;
+    bool m_Visible;
+};

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "image.h"
+#include "picture_decoder.h"
+
+/// Where each picture of a contact sheet goes, and the drawing of it. All pictures get cells of one shape, that of the
+/// first; one of another shape stands in the middle of its cell.
+class SheetLayout {
+public:
+    /// REQUIRES: `columns` is positive and CellWidth(columns, width) is too.
+    SheetLayout(int columns, int width, PictureSize first);
+
+    /// The width that is left for one picture.
+    static int CellWidth(int columns, int width);
+
+    /// The size of a sheet of so many rows.
+    PictureSize SheetSize(int rows) const;
+    /// Scales packed RGB into a picture for one cell, with `label` in its corner.
+    Image DrawCell(const unsigned char* rgb, PictureSize size, const std::string& label) const;
+    /// Puts the cells in rows.
+    Image Assemble(const std::vector<Image>& cells) const;
+
+private:
+    int m_Columns;
+    int m_Width;
+    int m_CellWidth;
+    int m_CellHeight;
+};

@@ -1,0 +1,77 @@
+#include "video_input.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "failure.h"
+#include "media_names.h"
+#include "picture_size.h"
+
+namespace {
+
+PictureSize ParseFrameSize(const std::string& text) {
+    PictureSize size;
+    int end = 0;
+    const int found = std::sscanf(text.c_str(), "%5u%*1[x]%5u%n", &size.width, &size.height, &end);
+    const bool whole = found == 2 && static_cast<std::size_t>(end) == text.size();
+    const auto fits = [](unsigned int side) { return side > 0 && side <= 65535; };
+    if (!whole || !fits(size.width) || !fits(size.height)) {
+        throw CLI::ValidationError("--frame-size", "'" + text + "' is not a size such as 176x144");
+    }
+    return size;
+}
+
+StreamInfo FirstVideoStream(const PacketSource& source, const std::string& file) {
+    const auto& streams = source.Streams();
+    const auto found = std::find_if(streams.begin(), streams.end(),
+                                    [](const StreamInfo& stream) { return stream.type == StreamType::Video; });
+    if (found == streams.end()) {
+        throw Failure(file + ": has no video stream");
+    }
+    if (!CanDecode(found->codecId)) {
+        throw Failure(file + ": its video is in a codec that the library does not decode");
+    }
+    return *found;
+}
+
+PictureSize FindSize(LibrarySession& session, PacketSource& source, const StreamInfo& stream, const std::string& file) {
+    PictureSizeFinder finder(session, stream.codecId);
+    const auto feed = [&](const DEMUXER_PACKET& packet) {
+        if (packet.streamIndex == stream.index) {
+            finder.Feed(packet);
+        }
+    };
+    while (!finder.IsDone() && source.ReadNext(feed)) {
+    }
+    if (!finder.HasPicture()) {
+        throw Failure(file + ": its " + VideoCodecName(stream.codecId) + " video gives no picture");
+    }
+    if (!finder.Size()) {
+        throw Failure(file + ": its video does not carry the picture size; give it with --frame-size WxH");
+    }
+    return *finder.Size();
+}
+
+}  // namespace
+
+void AddLogOption(CLI::App& command, std::string& logLevel) {
+    command.add_option("--log", logLevel, "Show the library's and FFmpeg's own messages from this level up")
+        ->check(CLI::IsMember(LibrarySession::LogLevels()))
+        ->option_text("LEVEL");
+}
+
+void AddVideoInputOptions(CLI::App& command, VideoInputOptions& options) {
+    command.add_option("FILE", options.file, "The media file")->required();
+    command
+        .add_option_function<std::string>(
+            "--frame-size", [&options](const std::string& text) { options.frameSize = ParseFrameSize(text); },
+            "The picture size, for a stream that does not carry it")
+        ->option_text("WxH");
+    AddLogOption(command, options.logLevel);
+}
+
+VideoInput FindVideoInput(LibrarySession& session, const VideoInputOptions& options) {
+    PacketSource source(session, options.file);
+    const StreamInfo stream = FirstVideoStream(source, options.file);
+    return {stream, options.frameSize ? *options.frameSize : FindSize(session, source, stream, options.file)};
+}
