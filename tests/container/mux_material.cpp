@@ -74,6 +74,7 @@ std::vector<PeerStream> PeerStreams(const std::string& path) {
 }
 
 std::string PeerDecodeErrors(const std::string& path) {
-    // The sound's times are replaced: they are judged elsewhere, and the command's own output would complain of a tick a block.
+    // The sound's times are replaced: they are judged elsewhere, and the command's own output would complain of a tick
+    // a block.
     return RunCommand("ffmpeg -nostdin -v error -i '" + path + "' -af asetpts=N -f null -").err;
 }
