@@ -1,32 +1,15 @@
 #include "support/log_front.h"
 
-#include <mutex>
-
-namespace {
-
-// The once-flag stands before the static's own guard, so that two threads that log first at the same moment agree.
-uvqlog::Logger* CodrelayLogger() {
+// A function-local static is made once however many threads log first at the same moment, and an off line pays no more
+// than its guard.
+uvqlog::Logger* uvq_log_logger__codrelay() {
     static uvqlog::Logger logger("codrelay", true);
     return &logger;
 }
 
-uvqlog::Logger* FfmpegLogger() {
+uvqlog::Logger* uvq_log_logger__ffmpeg() {
     static uvqlog::Logger logger("ffmpeg", true);
     return &logger;
-}
-
-}  // namespace
-
-uvqlog::Logger* uvq_log_logger__codrelay() {
-    static std::once_flag once;
-    std::call_once(once, [] { CodrelayLogger(); });
-    return CodrelayLogger();
-}
-
-uvqlog::Logger* uvq_log_logger__ffmpeg() {
-    static std::once_flag once;
-    std::call_once(once, [] { FfmpegLogger(); });
-    return FfmpegLogger();
 }
 
 void OpenLogLine(LogLine* line, uvqlog::Severity severity, int enabled, uvqlog::Logger* (*accessor)()) {

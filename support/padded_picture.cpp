@@ -1,5 +1,6 @@
 #include "support/padded_picture.h"
 
+#include <cstring>
 #include <new>
 
 namespace {
@@ -26,6 +27,7 @@ PaddedPicture::PaddedPicture(AVPixelFormat format, int width, int height)
     RequireRoom(size);
     const std::size_t room = static_cast<std::size_t>(size) + kSlack;
     m_pBytes.reset(static_cast<uint8_t*>(::operator new(room, std::align_val_t(kRowAlignment))));
+    std::memset(m_pBytes.get(), 0, room);  // some conversions leave the last column of an odd width alone
     av_image_fill_pointers(m_Planes, format, height, m_pBytes.get(), m_Linesizes);
 }
 

@@ -31,7 +31,7 @@ std::vector<AVCodecID> EncoderIds(AVMediaType type) {
 }
 
 void ListCodecs(const char* header, AVMediaType type, FindByName find) {
-    FFMPEG_LOG(Trace) << "EnumSupportedCodecs: -----------" << header << "--------------";
+    FFMPEG_LOG(Trace) << header;
     ForEachCodec(type, find, [](const AVCodec* codec) {
         FFMPEG_LOG(Trace) << "EnumSupportedCodecs: CodecId = " << codec->id
                           << ", codecName = " << TextOrNothing(codec->name);
@@ -78,10 +78,14 @@ void CMainFFmpegLib::InitCodecLib() {
 }
 
 void CMainFFmpegLib::EnumSupportedCodecs() {
-    ListCodecs("VIDEO ENCODERS", AVMEDIA_TYPE_VIDEO, avcodec_find_encoder_by_name);
-    ListCodecs("VIDEO DECODERS", AVMEDIA_TYPE_VIDEO, avcodec_find_decoder_by_name);
-    ListCodecs("AUDIO ENCODERS", AVMEDIA_TYPE_AUDIO, avcodec_find_encoder_by_name);
-    ListCodecs("AUDIO DECODERS", AVMEDIA_TYPE_AUDIO, avcodec_find_decoder_by_name);
+    ListCodecs("EnumSupportedCodecs: -----------VIDEO ENCODERS--------------", AVMEDIA_TYPE_VIDEO,
+               avcodec_find_encoder_by_name);
+    ListCodecs("EnumSupportedCodecs: -----------VIDEO DECODERS--------------", AVMEDIA_TYPE_VIDEO,
+               avcodec_find_decoder_by_name);
+    ListCodecs("EnumSupportedCodecs: -----------AUDIO ENCODERS--------------", AVMEDIA_TYPE_AUDIO,
+               avcodec_find_encoder_by_name);
+    ListCodecs("EnumSupportedCodecs: -----------AUDIO DECODERS--------------", AVMEDIA_TYPE_AUDIO,
+               avcodec_find_decoder_by_name);
 }
 
 void CMainFFmpegLib::EnumSupportedOutFormats() {

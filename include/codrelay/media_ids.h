@@ -6,7 +6,8 @@
 // Video codecs.
 
 inline constexpr int VIDEO_CODEC_NONE = -1;
-/// The three that follow keep their places; no factory builds a codec for them, save where its comment says so.
+/// The three that follow name codecs that no factory builds, except that the video encoder factory takes
+/// VIDEO_CODEC_XVIDE for VIDEO_CODEC_MPEG4.
 inline constexpr int VIDEO_CODEC_XVIDE = 0;
 inline constexpr int VIDEO_CODEC_XVIDF = 1;
 inline constexpr int VIDEO_CODEC_THR = 2;
@@ -25,7 +26,7 @@ inline constexpr int VIDEO_CODEC_RAW = 32000;
 // Colour spaces. Single bits, so that a set of them fits a mask. Pictures are contiguous: rows without padding, planes
 // one after the other. Bytes of a picture of w by h pixels are given in brackets; chroma of 4:2:0 counts odd sizes up.
 
-/// The same layout as CSP_YUV420P, for hosts that tell two sources of it apart.
+/// Another id for the layout of CSP_YUV420P.
 inline constexpr unsigned int CSP_YUV420P_ALT = 1;
 /// Y, U, V planes [w*h + ((w+1)&~1)*((h+1)&~1)/2].
 inline constexpr unsigned int CSP_YUV420P = 2;

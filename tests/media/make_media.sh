@@ -116,4 +116,8 @@ A 44100 1 -c:a pcm_s16le mux_s16le.wav
 A 8000 1 -c:a pcm_mulaw mux_mulaw.wav
 A 8000 1 -c:a pcm_alaw mux_alaw.wav
 
+# For the memory demuxer: containers that can be read without seeking.
+F 160x120 2 -f lavfi -i sine=d=2 -c:v mpeg4 -c:a libmp3lame demux_memory.asf
+F 160x120 2 -f lavfi -i sine=d=2 -c:v mpeg4 -c:a libmp3lame demux_memory.avi
+
 touch "$stamp"

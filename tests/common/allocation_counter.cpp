@@ -1,0 +1,37 @@
+#include "common/allocation_counter.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+namespace {
+thread_local AllocationCounter* g_Counter = nullptr;
+}  // namespace
+
+AllocationCounter::AllocationCounter() {
+    g_Counter = this;
+}
+
+AllocationCounter::~AllocationCounter() {
+    g_Counter = nullptr;
+}
+
+void* operator new(std::size_t size) {
+    void* memory = std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (g_Counter != nullptr) {
+        ++g_Counter->count;
+        g_Counter->largest = std::max(g_Counter->largest, size);
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+/// Counts what this thread gets from `operator new` while it lives. Its .cpp replaces the operators for the whole
+/// program, so a test program that wants it lists that file among its sources.
+class AllocationCounter {
+public:
+    AllocationCounter();
+    ~AllocationCounter();
+    AllocationCounter(const AllocationCounter&) = delete;
+    AllocationCounter& operator=(const AllocationCounter&) = delete;
+
+    int count = 0;
+    std::size_t largest = 0;
+};

@@ -1,0 +1,468 @@
+#include "video_decoder/frame_pool.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "common/allocation_counter.h"
+#include "front/registry/picture_size.h"
+#include "support/ffmpeg.h"
+#include "video_decoder/video_decoder.h"
+
+namespace {
+
+using Frame = std::shared_ptr<CFrameBufferBase>;
+
+constexpr unsigned int kBudget = 8;
+constexpr unsigned int kFrameSize = 1000;
+// A frame object or a shared owner; far from a picture.
+constexpr std::size_t kSmall = 256;
+
+class Callback : public CFrameBufferStreamCallback {
+public:
+    explicit Callback(std::function<bool()> wait) : m_Wait(std::move(wait)) {}
+    bool WaitForFreeFrame() override {
+        ++calls;
+        return m_Wait();
+    }
+
+    int calls = 0;
+
+private:
+    std::function<bool()> m_Wait;
+};
+
+Frame Take(ThreadsafeFramePool& pool) {
+    Frame frame;
+    EXPECT_TRUE(pool.GetFrame(frame));
+    return frame;
+}
+
+std::vector<Frame> TakeAll(ThreadsafeFramePool& pool) {
+    std::vector<Frame> frames(kBudget);
+    for (Frame& frame : frames) {
+        frame = Take(pool);
+    }
+    return frames;
+}
+
+bool IsFilledWith(CFrameBufferBase& frame, unsigned int size, unsigned char value) {
+    const unsigned char* data = frame.GetConstData();
+    return std::all_of(data, data + size, [value](unsigned char byte) { return byte == value; });
+}
+
+class PlainFrame : public CFrameBufferBase {
+public:
+    unsigned char* GetData() override { return nullptr; }
+    const unsigned char* GetConstData() override { return nullptr; }
+};
+
+TEST(FrameBuffer, StartsEmptyAndCostsNoAllocation) {
+    AllocationCounter allocations;
+    PlainFrame frame;
+    EXPECT_EQ(allocations.count, 0);
+    EXPECT_EQ(frame.m_nTimestamp, 0);
+    EXPECT_EQ(frame.m_nColorSpace, 0U);
+    EXPECT_EQ(frame.m_nWidth, 0U);
+    EXPECT_EQ(frame.m_nHeight, 0U);
+    EXPECT_TRUE(frame.m_Extras.empty());
+    EXPECT_EQ(frame.m_Extras.bucket_count(), 16U);
+    EXPECT_EQ(frame.m_Extras.max_load_factor(), 1.0F);
+    EXPECT_EQ(frame.GetAuxiliary(), 0);
+}
+
+TEST(FrameBuffer, TellsTheColorSpaceOfItsField) {
+    PlainFrame frame;
+    EXPECT_EQ(frame.GetColorSpace(), 0U);
+    frame.m_nColorSpace = CSP_BGRA;
+    EXPECT_EQ(frame.GetColorSpace(), CSP_BGRA);
+}
+
+TEST(FrameBuffer, HoldsSideDataUntilItGoes) {
+    const auto data = std::make_shared<int>(7);
+    {
+        PlainFrame frame;
+        frame.m_Extras["number"] = data;
+        EXPECT_EQ(data.use_count(), 2);
+    }
+    EXPECT_EQ(data.use_count(), 1);
+}
+
+TEST(FramePool, HasNothingBeforeInit) {
+    ThreadsafeFramePool pool;
+    const auto held = std::make_shared<PlainFrame>();
+    Frame frame = held;
+    EXPECT_FALSE(pool.GetFrame(frame));
+    EXPECT_EQ(frame, held);
+    EXPECT_EQ(pool.FrameSize(), 0U);
+}
+
+TEST(FramePool, HasNothingAfterClearAndDoesNotAskForIt) {
+    Callback callback([] { return true; });
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &callback);
+    pool.Clear();
+    Frame frame;
+    EXPECT_FALSE(pool.GetFrame(frame));
+    EXPECT_EQ(callback.calls, 0);
+    EXPECT_EQ(pool.FrameSize(), 0U);
+}
+
+TEST(FramePool, SecondInitChangesNothing) {
+    Callback first([] { return false; });
+    Callback second([] { return false; });
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &first);
+    const Frame frame = Take(pool);
+    pool.Init(2 * kFrameSize, &second);
+    EXPECT_EQ(pool.FrameSize(), kFrameSize);
+    std::vector<Frame> others(kBudget - 1);
+    for (Frame& other : others) {
+        other = Take(pool);
+    }
+    Frame none;
+    EXPECT_FALSE(pool.GetFrame(none));
+    EXPECT_EQ(first.calls, 1);
+    EXPECT_EQ(second.calls, 0);
+}
+
+TEST(FramePool, InitWithSizeZeroLeavesItIdle) {
+    Callback never([] { return false; });
+    ThreadsafeFramePool pool;
+    pool.Init(0, &never);
+    Frame frame;
+    EXPECT_FALSE(pool.GetFrame(frame));
+    EXPECT_EQ(never.calls, 0);
+    pool.Init(kFrameSize, nullptr);
+    EXPECT_TRUE(pool.GetFrame(frame));
+    EXPECT_EQ(pool.FrameSize(), kFrameSize);
+}
+
+TEST(FramePool, NinthFrameFailsWithoutACallbackUntilOneComesBack) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    std::vector<Frame> frames = TakeAll(pool);
+    Frame ninth;
+    EXPECT_FALSE(pool.GetFrame(ninth));
+    EXPECT_EQ(ninth, nullptr);
+
+    const unsigned char* bytes = frames[3]->GetData();
+    frames[3].reset();
+    AllocationCounter allocations;
+    EXPECT_TRUE(pool.GetFrame(ninth));
+    EXPECT_LT(allocations.largest, kSmall);
+    EXPECT_EQ(ninth->GetData(), bytes);
+}
+
+TEST(FramePool, NewBufferIsZeroAndRecycledOneKeepsItsBytes) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    Frame frame = Take(pool);
+    EXPECT_TRUE(IsFilledWith(*frame, kFrameSize, 0));
+    EXPECT_EQ(frame->GetConstData(), frame->GetData());
+    std::memset(frame->GetData(), 0x5a, kFrameSize);
+    frame->m_nTimestamp = 1;
+    frame->m_nColorSpace = frame->m_nWidth = frame->m_nHeight = 2;
+    frame.reset();
+
+    frame = Take(pool);
+    EXPECT_TRUE(IsFilledWith(*frame, kFrameSize, 0x5a));
+    EXPECT_EQ(frame->m_nTimestamp, 0);
+    EXPECT_EQ(frame->m_nColorSpace, 0U);
+    EXPECT_EQ(frame->m_nWidth, 0U);
+    EXPECT_EQ(frame->m_nHeight, 0U);
+    EXPECT_EQ(frame->GetAuxiliary(), 0);
+}
+
+TEST(FramePool, PrefersAFreeBufferToANewOne) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    Frame first = Take(pool);
+    Frame second = Take(pool);
+    const unsigned char* bytes = first->GetData();
+    first.reset();
+    const Frame third = Take(pool);
+    EXPECT_EQ(third->GetData(), bytes);
+}
+
+TEST(FramePool, HandsOutLastReturnedFirst) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    std::array<Frame, 3> frames{Take(pool), Take(pool), Take(pool)};
+    std::vector<const unsigned char*> returned;
+    for (Frame& frame : frames) {
+        returned.push_back(frame->GetData());
+        frame.reset();
+    }
+    std::reverse(returned.begin(), returned.end());
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        frames[i] = Take(pool);
+        EXPECT_EQ(frames[i]->GetData(), returned[i]) << i;
+    }
+}
+
+TEST(FramePool, HandOutCostsTwoSmallAllocations) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    Frame frame = Take(pool);
+    Frame other = Take(pool);
+    for (int round = 0; round < 10; ++round) {
+        other.reset();
+        AllocationCounter allocations;
+        ASSERT_TRUE(pool.GetFrame(other));
+        EXPECT_EQ(allocations.count, 2);
+        EXPECT_LT(allocations.largest, kSmall);
+    }
+}
+
+TEST(FramePool, ReturningAFrameAllocatesNothing) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    std::vector<Frame> frames = TakeAll(pool);
+    AllocationCounter allocations;
+    for (Frame& frame : frames) {
+        frame.reset();
+    }
+    EXPECT_EQ(allocations.count, 0);
+}
+
+TEST(FramePool, OnePointerUsedOverAndOverLivesOnTwoBuffers) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    Frame frame = Take(pool);
+    const unsigned char* first = frame->GetData();
+    ASSERT_TRUE(pool.GetFrame(frame));
+    const unsigned char* second = frame->GetData();
+    EXPECT_NE(first, second);
+    for (int round = 0; round < 10; ++round) {
+        ASSERT_TRUE(pool.GetFrame(frame));
+        EXPECT_EQ(frame->GetData(), round % 2 == 0 ? first : second);
+    }
+}
+
+TEST(FramePool, CallbackThatSaysNoIsAskedOnce) {
+    Callback callback([] { return false; });
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &callback);
+    std::vector<Frame> frames = TakeAll(pool);
+    EXPECT_EQ(callback.calls, 0);
+    Frame frame = frames[0];
+    EXPECT_FALSE(pool.GetFrame(frame));
+    EXPECT_EQ(frame, frames[0]);
+    EXPECT_EQ(callback.calls, 1);
+}
+
+TEST(FramePool, CallbackThatFreesNothingIsAskedAgainAtOnce) {
+    int patience = 1000;
+    Callback callback([&patience] { return --patience > 0; });
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &callback);
+    const std::vector<Frame> frames = TakeAll(pool);
+    Frame frame;
+    EXPECT_FALSE(pool.GetFrame(frame));
+    EXPECT_EQ(callback.calls, 1000);
+}
+
+TEST(FramePool, CallbackMayFreeFromInside) {
+    std::vector<Frame> frames;
+    Callback callback([&frames] {
+        frames.pop_back();
+        return true;
+    });
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &callback);
+    frames = TakeAll(pool);
+    const unsigned char* bytes = frames.back()->GetData();
+    const Frame ninth = Take(pool);
+    EXPECT_EQ(ninth->GetData(), bytes);
+    EXPECT_EQ(callback.calls, 1);
+}
+
+TEST(FramePool, CallbackMayHaveAnotherThreadFree) {
+    std::vector<Frame> frames;
+    Callback callback([&frames] {
+        std::thread([&frames] { frames.pop_back(); }).join();
+        return true;
+    });
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &callback);
+    frames = TakeAll(pool);
+    for (int round = 0; round < 20; ++round) {
+        frames.push_back(Take(pool));
+    }
+    EXPECT_EQ(callback.calls, 20);
+    EXPECT_EQ(frames.size(), kBudget);
+}
+
+TEST(FramePool, CallbackThatClearsThePoolEndsTheSearch) {
+    ThreadsafeFramePool pool;
+    Callback callback([&pool] {
+        pool.Clear();
+        return true;
+    });
+    pool.Init(kFrameSize, &callback);
+    const std::vector<Frame> frames = TakeAll(pool);
+    Frame frame;
+    EXPECT_FALSE(pool.GetFrame(frame));
+    EXPECT_EQ(callback.calls, 1);
+}
+
+TEST(FramePool, FrameReleasedAfterClearDoesNotComeBack) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    Frame old = Take(pool);
+    std::memset(old->GetData(), 0x5a, kFrameSize);
+    pool.Clear();
+    pool.Init(kFrameSize, nullptr);
+    EXPECT_TRUE(IsFilledWith(*old, kFrameSize, 0x5a));
+    old.reset();
+    for (const Frame& frame : TakeAll(pool)) {
+        EXPECT_TRUE(IsFilledWith(*frame, kFrameSize, 0));
+    }
+}
+
+TEST(FramePool, HasTheWholeBudgetAgainAfterClearAndInit) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    const std::vector<Frame> old = TakeAll(pool);
+    pool.Clear();
+    pool.Init(2 * kFrameSize, nullptr);
+    const std::vector<Frame> fresh = TakeAll(pool);
+    Frame ninth;
+    EXPECT_FALSE(pool.GetFrame(ninth));
+    EXPECT_TRUE(IsFilledWith(*fresh.back(), 2 * kFrameSize, 0));
+}
+
+TEST(FramePool, ClearOfAnIdlePoolIsHarmless) {
+    ThreadsafeFramePool pool;
+    pool.Clear();
+    pool.Clear();
+    pool.Init(kFrameSize, nullptr);
+    EXPECT_NE(Take(pool), nullptr);
+}
+
+TEST(FramePool, FrameOutlivesThePool) {
+    Frame frame;
+    {
+        ThreadsafeFramePool pool;
+        pool.Init(kFrameSize, nullptr);
+        frame = Take(pool);
+        const Frame free = Take(pool);
+    }
+    std::memset(frame->GetData(), 0x5a, kFrameSize);
+    EXPECT_TRUE(IsFilledWith(*frame, kFrameSize, 0x5a));
+}
+
+TEST(FramePool, FramesComeBackFromOtherThreadsWhileOthersAreTaken) {
+    constexpr int kRounds = 5000;
+    std::atomic<bool> handedOver{false};
+    Frame passed;
+    Callback callback([] { return true; });
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &callback);
+    std::thread consumer([&] {
+        for (int round = 0; round < kRounds; ++round) {
+            while (!handedOver.load()) {
+                std::this_thread::yield();
+            }
+            const Frame frame = std::move(passed);
+            passed.reset();
+            handedOver = false;
+            ASSERT_TRUE(IsFilledWith(*frame, kFrameSize, static_cast<unsigned char>(round)));
+        }
+    });
+    for (int round = 0; round < kRounds; ++round) {
+        Frame frame = Take(pool);
+        std::memset(frame->GetData(), round & 0xff, kFrameSize);
+        while (handedOver.load()) {
+            std::this_thread::yield();
+        }
+        passed = std::move(frame);
+        handedOver = true;
+    }
+    consumer.join();
+}
+
+// A decoder's pool.
+
+std::unique_ptr<CVideoDecoder> OpenDecoder(unsigned int colorSpace, unsigned int width, unsigned int height) {
+    auto decoder = std::make_unique<CVideoDecoder>(AV_CODEC_ID_MJPEG, "mjpeg", colorSpace, AV_PIX_FMT_NONE);
+    EXPECT_EQ(decoder->CreateDecoder(colorSpace, width, height, nullptr), 1);
+    return decoder;
+}
+
+TEST(DecoderFrames, AreAsLargeAsTheRuleSays) {
+    for (const unsigned int colorSpace : {CSP_YUV420P_ALT, CSP_YUV420P, CSP_YUYV422, CSP_BGR24, CSP_RGB24, CSP_BGRA}) {
+        const auto decoder = OpenDecoder(colorSpace, 33, 17);
+        Frame frame;
+        {
+            AllocationCounter allocations;
+            EXPECT_TRUE(decoder->GetFrameFromPool(frame));
+            EXPECT_EQ(allocations.largest, PictureSize(colorSpace, 33, 17)) << colorSpace;
+        }
+        decoder->DestroyDecoder();
+    }
+}
+
+TEST(DecoderFrames, AreNotThereWhereTheRuleHasNoSize) {
+    const auto decoder = OpenDecoder(CSP_NV12, 32, 16);
+    Frame frame;
+    EXPECT_FALSE(decoder->GetFrameFromPool(frame));
+    decoder->DestroyDecoder();
+}
+
+TEST(DecoderFrames, StayValidAfterDestroyDecoder) {
+    const auto decoder = OpenDecoder(CSP_YUV420P, 32, 16);
+    Frame frame;
+    ASSERT_TRUE(decoder->GetFrameFromPool(frame));
+    std::memset(frame->GetData(), 0x5a, PictureSize(CSP_YUV420P, 32, 16));
+    decoder->DestroyDecoder();
+    EXPECT_TRUE(IsFilledWith(*frame, PictureSize(CSP_YUV420P, 32, 16), 0x5a));
+    Frame none;
+    EXPECT_FALSE(decoder->GetFrameFromPool(none));
+}
+
+TEST(DecoderFrames, AreLetGoByFourThreadsWhileTheDecoderIsDeleted) {
+    constexpr int kThreads = 4;
+    const unsigned int size = PictureSize(CSP_YUV420P, 32, 16);
+    for (int round = 0; round < 200; ++round) {
+        auto decoder = OpenDecoder(CSP_YUV420P, 32, 16);
+        std::atomic<int> ready{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kThreads; ++i) {
+            std::vector<Frame> frames(kBudget / kThreads);
+            for (Frame& frame : frames) {
+                ASSERT_TRUE(decoder->GetFrameFromPool(frame));
+                std::memset(frame->GetData(), i, size);
+            }
+            threads.emplace_back([&ready, size, i, held = std::move(frames)]() mutable {
+                ++ready;
+                while (ready.load() <= kThreads) {
+                    std::this_thread::yield();
+                }
+                for (Frame& frame : held) {
+                    EXPECT_TRUE(IsFilledWith(*frame, size, static_cast<unsigned char>(i)));
+                    frame.reset();
+                }
+            });
+        }
+        while (ready.load() < kThreads) {
+            std::this_thread::yield();
+        }
+        ++ready;
+        decoder->DestroyDecoder();
+        decoder.release()->Delete();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+}
+
+}  // namespace
