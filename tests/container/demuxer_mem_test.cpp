@@ -23,6 +23,21 @@
 
 namespace {
 
+// Set by a thread that wants to be seen when it blocks for space; raised just before it does.
+thread_local std::atomic<bool>* t_pBlocks = nullptr;
+
+}  // namespace
+
+extern "C" bool __real__ZN14CConditionWait4WaitEv(CConditionWait* self);
+extern "C" bool __wrap__ZN14CConditionWait4WaitEv(CConditionWait* self) {
+    if (t_pBlocks != nullptr) {
+        *t_pBlocks = true;
+    }
+    return __real__ZN14CConditionWait4WaitEv(self);
+}
+
+namespace {
+
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -186,6 +201,35 @@ private:
 
     CDemuxerMemBase* m_pDemuxer;
     std::size_t m_nTotal = 0;
+};
+
+// A thread inside WriteData.
+class BlockedWriter {
+public:
+    BlockedWriter(CDemuxerMemBase* demuxer, unsigned char* data, unsigned int size)
+        : m_Thread([=] {
+              t_pBlocks = &m_bBlocks;
+              m_bStored = demuxer->WriteData(data, size);
+              m_bReturned = true;
+          }) {}
+
+    void AwaitBlocked() {
+        while (!m_bBlocks) {
+            std::this_thread::yield();
+        }
+    }
+    bool HasReturned() const { return m_bReturned; }
+    // What WriteData answered.
+    bool Join() {
+        m_Thread.join();
+        return m_bStored;
+    }
+
+private:
+    std::atomic<bool> m_bBlocks{false};
+    std::atomic<bool> m_bReturned{false};
+    bool m_bStored = false;
+    std::thread m_Thread;
 };
 
 class DemuxerMem : public testing::Test {
@@ -434,18 +478,11 @@ TEST_F(DemuxerMem, TakesOneLapFromAHostWhoseReaderIsHeldAndThenBlocks) {
     ASSERT_TRUE(demuxer.WriteData(bytes.data(), 4096));
     collector.AwaitCallbacks(1);
     ASSERT_TRUE(demuxer.WriteData(bytes.data() + 4096, kCapacity - 4096));
-    std::atomic<bool> released{false};
-    std::atomic<bool> wasReleased{false};
-    std::thread writer([&] {
-        EXPECT_TRUE(demuxer.WriteData(bytes.data() + kCapacity, 1));
-        wasReleased = released.load();
-    });
-    // However long the writer takes to get there, it comes back only after the reader was let go.
-    std::this_thread::yield();
-    released = true;
+    BlockedWriter writer(&demuxer, bytes.data() + kCapacity, 1);
+    writer.AwaitBlocked();
+    EXPECT_FALSE(writer.HasReturned());
     collector.Release();
-    writer.join();
-    EXPECT_TRUE(wasReleased);
+    EXPECT_TRUE(writer.Join());
     demuxer.Destroy();
 }
 
@@ -580,21 +617,18 @@ TEST_F(DemuxerMem, WakesAWriterThatBlocksAndItTellsFalse) {
         CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_ASF, &collector);
         ASSERT_TRUE(demuxer->WriteData(bytes.data(), kCapacity));
         collector.AwaitCallbacks(1);
-        std::atomic<bool> started{false};
-        bool stored = true;
-        std::thread writer([&] {
-            started = true;
-            stored = demuxer->WriteData(bytes.data(), kCapacity);
-        });
-        while (!started) {
-            std::this_thread::yield();
-        }
+        BlockedWriter writer(demuxer, bytes.data(), kCapacity);
+        writer.AwaitBlocked();
         std::thread releaser([&] { collector.Release(); });
-        demuxer->Destroy();
-        writer.join();
+        if (i % 2 == 0) {
+            demuxer->Destroy();
+            EXPECT_FALSE(writer.Join());
+            demuxer->Delete();
+        } else {
+            demuxer->Delete();
+            EXPECT_FALSE(writer.Join());
+        }
         releaser.join();
-        EXPECT_FALSE(stored);
-        demuxer->Delete();
     }
 }
 
