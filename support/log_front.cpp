@@ -1,15 +1,15 @@
 #include "support/log_front.h"
 
-// A function-local static is made once however many threads log first at the same moment, and an off line pays no more
-// than its guard.
+// Made once, however many threads log first at the same moment, and left to the end of the process on purpose: a host's
+// own statics may hold media objects, and what those log while they are torn down must find a living logger.
 uvqlog::Logger* uvq_log_logger__codrelay() {
-    static uvqlog::Logger logger("codrelay", true);
-    return &logger;
+    static auto* const logger = new uvqlog::Logger("codrelay", true);
+    return logger;
 }
 
 uvqlog::Logger* uvq_log_logger__ffmpeg() {
-    static uvqlog::Logger logger("ffmpeg", true);
-    return &logger;
+    static auto* const logger = new uvqlog::Logger("ffmpeg", true);
+    return logger;
 }
 
 void OpenLogLine(LogLine* line, uvqlog::Severity severity, int enabled, uvqlog::Logger* (*accessor)()) {

@@ -144,10 +144,11 @@ private:
         if (m_Tally.pictures > 0) {
             return;
         }
-        const std::string reason = m_Tally.otherSize > 0 ? "gives no picture of " + SizeText(m_Input.size) +
-                                                               "; --allow-resize takes other sizes"
-                                                         : "gives no picture";
-        throw Failure(m_Options.input.file + ": its " + VideoCodecName(m_Input.stream.codecId) + " video " + reason);
+        if (m_Tally.otherSize > 0) {
+            throw Failure(m_Options.input.file + ": its video gives no picture of " + SizeText(m_Input.size) +
+                          "; --allow-resize takes other sizes");
+        }
+        throw Failure(m_Options.input.file + ": " + NoPictureText(m_Input.stream.codecId));
     }
 
     const DecodeOptions& m_Options;

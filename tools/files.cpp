@@ -38,7 +38,7 @@ std::uintmax_t CheckInputFile(const std::string& path) {
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
     if (!std::filesystem::exists(status)) {
-        throw Failure(path + ": " + (error ? error.message() : "no such file"));
+        throw Failure(path + ": " + error.message());
     }
     if (std::filesystem::is_directory(status)) {
         throw Failure(path + ": is a directory");

@@ -45,7 +45,7 @@ LibrarySession::LibrarySession(const std::string& logLevel) {
         m_Shown = level->severity;
     }
     Codrelay_SetFfmpegLogLevel(m_Shown ? level->ffmpegLevel : "quiet");
-    uvqlog::SetThreshold(m_Shown ? std::min(*m_Shown, uvqlog::Severity::Info) : uvqlog::Severity::Info);
+    uvqlog::SetThreshold(Threshold());
     uvqlog::SetSink([this](const uvqlog::LogEvent& event) { Hear(event); });
     Codrelay_Create(nullptr);
 }
@@ -56,11 +56,15 @@ LibrarySession::~LibrarySession() {
     uvqlog::SetThreshold(uvqlog::Severity::Warning);
 }
 
+uvqlog::Severity LibrarySession::Threshold() const {
+    return std::min(m_Shown.value_or(uvqlog::Severity::Info), uvqlog::Severity::Info);
+}
+
 void LibrarySession::ListOffers(Listener listener) {
     const ScopedListener listening(*this, std::move(listener));
     uvqlog::SetThreshold(uvqlog::Severity::Trace);
     Codrelay_Create(nullptr);
-    uvqlog::SetThreshold(uvqlog::Severity::Info);
+    uvqlog::SetThreshold(Threshold());
 }
 
 LibrarySession::Listener LibrarySession::ReplaceListener(Listener listener) {

@@ -23,6 +23,9 @@ public:
     LibrarySession(const LibrarySession&) = delete;
     LibrarySession& operator=(const LibrarySession&) = delete;
 
+    /// True unless lines go to stderr.
+    bool IsSilent() const { return !m_Shown.has_value(); }
+
     /// Starts the library once more, with `listener` hearing all that it says of what FFmpeg offers.
     void ListOffers(Listener listener);
 
@@ -30,6 +33,8 @@ public:
     Listener ReplaceListener(Listener listener);
 
 private:
+    /// What listeners are promised, or more where more is shown.
+    uvqlog::Severity Threshold() const;
     void Hear(const uvqlog::LogEvent& event);
 
     std::optional<uvqlog::Severity> m_Shown;

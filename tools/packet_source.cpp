@@ -36,7 +36,9 @@ StreamInfo PacketSource::DescribeStream(int index) {
 }
 
 void PacketSource::ShowProgress(const std::string& label) {
-    m_Progress.emplace(label, m_Bytes);
+    if (m_Session.IsSilent()) {
+        m_Progress.emplace(label, m_Bytes);
+    }
 }
 
 bool PacketSource::ReadNext(const Taker& taker) {
@@ -52,20 +54,21 @@ bool PacketSource::ReadNext(const Taker& taker) {
 void PacketSource::ReadAll(const Taker& taker) {
     while (ReadNext(taker)) {
     }
+    m_Progress.reset();
 }
 
 /// The end of the file and a packet that cannot be read have one result; only the log tells them apart.
 int PacketSource::ReadFrame() {
-    std::string error;
-    const ScopedListener listening(m_Session, [&error](const uvqlog::LogEvent& event) {
-        if (event.severity >= uvqlog::Severity::Error) {
-            error = event.text;
-        }
+    bool failed = false;
+    const ScopedListener listening(m_Session, [&failed](const uvqlog::LogEvent& event) {
+        failed = failed || event.severity >= uvqlog::Severity::Error;
     });
     const int read = m_Demuxer->ReadNextFrame();
-    if (read == 0 && !error.empty()) {
-        throw Failure(m_Path + ": is damaged: " + error);
+    if (read == 0 && failed) {
+        throw Failure(m_Path + ": is damaged or cut short: packet " + std::to_string(m_PacketsRead) +
+                      " (from 0) cannot be read");
     }
+    ++m_PacketsRead;
     return read;
 }
 

@@ -38,10 +38,11 @@ public:
     ~PacketSource() override;
 
     const std::vector<StreamInfo>& Streams() const { return m_Streams; }
-    /// From now on reading moves a progress bar.
+    /// From now on reading moves a progress bar, unless log lines go where it stands.
     void ShowProgress(const std::string& label);
     /// False at the end of the file.
     bool ReadNext(const Taker& taker);
+    /// Reads to the end of the file.
     void ReadAll(const Taker& taker);
 
 private:
@@ -55,6 +56,7 @@ private:
     std::unique_ptr<CDemuxerFileBase> m_Demuxer;
     std::vector<StreamInfo> m_Streams;
     std::optional<ProgressBar> m_Progress;
+    long long m_PacketsRead = 0;
     const Taker* m_Taker = nullptr;
     std::exception_ptr m_Thrown;
 };

@@ -3,6 +3,7 @@
 #include <png.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -59,15 +60,18 @@ private:
     std::priority_queue<long long, std::vector<long long>, std::greater<>> m_Due;
 };
 
+/// "1:02.345", from an hour on "1:01:02.345".
 std::string ClockText(long long milliseconds) {
     if (milliseconds == kNoTime) {
         return "-";
     }
+    const std::string sign = milliseconds < 0 ? "-" : "";
     const long long time = std::llabs(milliseconds);
-    char text[64];
-    std::snprintf(text, sizeof text, "%s%lld:%02lld:%02lld.%03lld", milliseconds < 0 ? "-" : "", time / 3'600'000,
+    const long long hours = time / 3'600'000;
+    std::array<char, 32> rest;
+    std::snprintf(rest.data(), rest.size(), hours > 0 ? "%02lld:%02lld.%03lld" : "%lld:%02lld.%03lld",
                   time / 60'000 % 60, time / 1000 % 60, time % 1000);
-    return text;
+    return sign + (hours > 0 ? std::to_string(hours) + ":" : "") + rest.data();
 }
 
 /// Picks the pictures of packets that are spread evenly over `packets`.
@@ -130,7 +134,7 @@ public:
         source.ShowProgress("decoding");
         source.ReadAll([this](const DEMUXER_PACKET& packet) { TakePacket(packet); });
         if (m_Cells.empty()) {
-            throw Failure(m_Options.input.file + ": its video gives no picture");
+            throw Failure(m_Options.input.file + ": " + NoPictureText(m_Input.stream.codecId));
         }
         WritePng(m_Layout.Assemble(m_Cells), m_Out);
     }

@@ -44,7 +44,7 @@ PictureSize FindSize(LibrarySession& session, PacketSource& source, const Stream
     while (!finder.IsDone() && source.ReadNext(feed)) {
     }
     if (!finder.HasPicture()) {
-        throw Failure(file + ": its " + VideoCodecName(stream.codecId) + " video gives no picture");
+        throw Failure(file + ": " + NoPictureText(stream.codecId));
     }
     if (!finder.Size()) {
         throw Failure(file + ": its video does not carry the picture size; give it with --frame-size WxH");
@@ -53,6 +53,11 @@ PictureSize FindSize(LibrarySession& session, PacketSource& source, const Stream
 }
 
 }  // namespace
+
+std::string NoPictureText(int codecId) {
+    const std::string text = "its " + VideoCodecName(codecId) + " video gives no picture";
+    return codecId != VIDEO_CODEC_H265 ? text : text + "; MP4 keeps H.265's parameters out of the packets";
+}
 
 void AddLogOption(CLI::App& command, std::string& logLevel) {
     command.add_option("--log", logLevel, "Show the library's and FFmpeg's own messages from this level up")

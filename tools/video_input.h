@@ -27,3 +27,6 @@ struct VideoInput {
 
 /// Finds it; a file without video, or video that gives no picture, is a `Failure`.
 VideoInput FindVideoInput(LibrarySession& session, const VideoInputOptions& options);
+
+/// What to say of video that gave no picture at all.
+std::string NoPictureText(int codecId);

@@ -17,3 +17,4 @@
 #include "codrelay/utils/noncopyable.h"
 #include "codrelay/utils/threads.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_transform.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "codrelay/export.h"
@@ -9,6 +10,7 @@
 #include "codrelay/memory_muxer.h"
 #include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_transform.h"
 
 // The factories only build: FFmpeg is first asked when the object's own Create call runs. They may be called from any
 // thread. Every failure is a null result and a line on the logger "codrelay" or, from the layer beneath, "ffmpeg".
@@ -46,3 +48,18 @@ CODRELAY_API CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param);
 /// A muxer into the file `fileName`, which is copied and not opened before `WriteHeader`. Otherwise as
 /// Codrelay_MuxerMem.
 CODRELAY_API CMuxerFileBase* Codrelay_MuxerFile(int format, MUXER_PARAM* param, const char* fileName);
+
+/// A transform from pictures of `inWidth` x `inHeight` in `inColorSpace` (a `CSP_*` id) to pictures of `outWidth` x
+/// `outHeight` in `outColorSpace`. `zoom`, which may be null, names a part of the input in percent; the part keeps the
+/// input's shape. A request that changes nothing gets a transform that hands its frames straight back. Empty, with lines
+/// on "codrelay" or "ffmpeg", if the output size is not allowed, the part lies outside the picture, or there is no such
+/// conversion.
+CODRELAY_API std::shared_ptr<CVideoTransformBase> Codrelay_VideoTransform(unsigned int inColorSpace, int inWidth,
+                                                                          int inHeight,
+                                                                          CVideoTransformBase::ZOOM_RECT* zoom,
+                                                                          unsigned int outColorSpace, int outWidth,
+                                                                          int outHeight);
+
+/// Whether a size is allowed as an output size: 8 to 4096 in both directions. A line at Error on "codrelay" names the
+/// first one that is not.
+CODRELAY_API bool Codrelay_VideoTransformCheckSize(int width, int height);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <set>
+#include <memory>
 #include <string>
 
 #include "codrelay/export.h"
@@ -10,6 +11,7 @@
 #include "codrelay/memory_muxer.h"
 #include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_transform.h"
 
 /// What stands behind the video decoder factories of "codrelay/factories.h": a decoder for the ids from VIDEO_CODEC_FLV
 /// to VIDEO_CODEC_H265 that delivers `colorSpace`, a `CSP_*` id. The third argument is not read. Null, and a line on
@@ -30,3 +32,12 @@ CODRELAY_API CMuxerFileBase* NewFFmpegMuxerFile(int format, MUXER_PARAM* param, 
 CODRELAY_API std::set<int> GetFFmpegSupportedVideoEncoders();
 CODRELAY_API std::set<int> GetFFmpegSupportedAudioEncoders();
 CODRELAY_API void SetFfmpegLogLevel(const std::string& level);
+
+/// The software transform, with the part of the input in pixels and no test of sizes. Otherwise as
+/// `Codrelay_VideoTransform`. Where neither size nor colour space change and nothing is cropped, `Transform` gives null.
+/// Throws std::length_error for a colour space without a format, where neither size nor colour space change.
+CODRELAY_API std::shared_ptr<CVideoTransformBase> NewFFmpegVideoTransform(unsigned int inColorSpace, int inWidth,
+                                                                          int inHeight,
+                                                                          CVideoTransformBase::CROP_RECT& crop,
+                                                                          unsigned int outColorSpace, int outWidth,
+                                                                          int outHeight);

@@ -13,7 +13,6 @@
 #include "container/memory_reader.h"
 #include "container/peer_packets.h"
 
-using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::ElementsAreArray;

@@ -4,7 +4,6 @@
 #include <cctype>
 #include <fstream>
 #include <map>
-#include <memory>
 #include <sstream>
 
 #include "common/test_media.h"

@@ -69,8 +69,8 @@ for part in 320x240 640x360 176x144 320x240; do
     F "$part" 0.4 $(h265 0) part.265
     cat part.265 >>h265_resized.265
 done
-# H.265 with reordering and a middle segment of two pictures: its decoder reads the new size ahead of the picture.
-for part in 320x240:0.4 176x144:0.08 320x240:0.4; do
+# H.265 with reordering and a larger middle of two pictures: its decoder is a size ahead of the picture that it gives.
+for part in 320x240:0.4 640x360:0.08 320x240:0.4; do
     F "${part%:*}" "${part#*:}" $(h265 3) part.265
     cat part.265 >>h265_resized_reordered.265
 done
@@ -98,6 +98,13 @@ F 160x120 1 -f lavfi -i sine=d=1 -c:v mpeg4 -bf 2 -c:a pcm_s16le demux_plain.avi
 F 160x120 1 -f lavfi -i sine=d=1 -c:v wmv2 -c:a wmav2 demux_foreign.asf
 # Sound alone.
 ffmpeg -nostdin -v error -y -f lavfi -i sine=d=1:r=22050 -ac 2 demux_sound.wav
+
+# For the command.
+
+# A stream that does not carry its picture size: MP4 keeps MPEG-4's headers to itself.
+F 160x120 1 -c:v mpeg4 -q:v 4 command_no_size.mp4
+# MP4 keeps H.265's parameters too, and no picture comes without them.
+F 160x120 1 -c:v libx265 -preset ultrafast -x265-params log-level=none -pix_fmt yuv420p command_h265.mp4
 
 # For the muxers: 100 pictures of each codec, a key picture every second, ...
 F 320x240 4 "${h264[@]}" -g 25 mux_h264.264

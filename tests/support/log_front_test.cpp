@@ -140,15 +140,15 @@ TEST_F(LogFrontTest, ThreadsThatLogFirstAtTheSameMomentGetTheSameLogger) {
     EXPECT_EXIT(std::exit(EightThreadsThatLogFirstAgree() ? 0 : 1), ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(LogFrontTest, ALineWrittenAfterTheLoggersAreTornDownDoesNoHarm) {
+TEST_F(LogFrontTest, ALineWrittenWhileTheProcessEndsStillArrives) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            std::atexit([] { FFMPEG_LOG(Error) << "after the loggers"; });
+            std::atexit([] { FFMPEG_LOG(Error) << "the last words"; });  // runs after all that is registered later
             FFMPEG_LOG(Error) << "the loggers are made here";
             std::exit(0);
         },
-        ::testing::ExitedWithCode(0), "after the loggers");
+        ::testing::ExitedWithCode(0), "the last words");
 }
 
 // ---- opening a line

@@ -50,10 +50,12 @@ TEST(ThreadMutexTest, IsRecursive) {
     EXPECT_TRUE(FreeForOthers(mutex));
 }
 
+#ifndef __SANITIZE_THREAD__  // which ends a program for what this test does
 TEST(ThreadMutexTest, UnlockPassesThePlatformsRefusalOn) {
     ThreadMutex mutex;
     EXPECT_EQ(mutex.Unlock(), EPERM);
 }
+#endif
 
 TEST(MutexLockerTest, HoldsTheMutexForItsScope) {
     ThreadMutex mutex;

@@ -40,6 +40,8 @@ void* PthreadScript::JoinedResult() const {
     return joinedResult;
 }
 
+// Visible, since the linker looks at the shared libraries' calls too.
+#pragma GCC visibility push(default)
 extern "C" {
 
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
@@ -105,3 +107,4 @@ int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
 }
 
 }  // extern "C"
+#pragma GCC visibility pop

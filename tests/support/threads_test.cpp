@@ -199,7 +199,6 @@ TEST_F(ThreadTest, AThreadThatEndsJustBeforeItsWaiterMarksItselfIsNotJoined) {
     int locks = 0;
     m_Script.beforeLock = [&] {
         if (++locks == 2) {
-            m_Script.beforeLock = nullptr;
             body.mayEnd.Open();
             detaching.Wait();
         }

@@ -154,26 +154,50 @@ TEST_P(DecodeResized, APermissionGivenAfterARefusalWorksFromTheNextPictureOn) {
 const ResizedStream kResizedStreams[] = {
     {"h264_resized.264", kH264, {{{320, 240}, 10}, {{640, 360}, 10}, {{176, 144}, 10}, {{320, 240}, 10}}, 0},
     {"h265_resized.265", kH265, {{{320, 240}, 10}, {{640, 360}, 10}, {{176, 144}, 10}, {{320, 240}, 10}}, 0},
-    {"h265_resized_reordered.265", kH265, {{{320, 240}, 10}, {{176, 144}, 2}, {{320, 240}, 10}}, 2},
+    {"h265_resized_reordered.265", kH265, {{{320, 240}, 10}, {{640, 360}, 2}, {{320, 240}, 10}}, 2},
     {"mjpeg_resized.mjpeg", kMjpeg, {{{320, 240}, 5}, {{33, 17}, 5}, {{97, 61}, 5}, {{1, 1}, 5}, {{320, 240}, 5}}, 0},
 };
 
 INSTANTIATE_TEST_SUITE_P(Clips, DecodeResized, testing::ValuesIn(kResizedStreams));
 
-// A decoder that was made for another size from the start.
-TEST(DecodeOtherSize, ASmallerDecoderRefusesEveryPicture) {
-    for (const DecoderCodec& codec : {kH264, kMpeg4}) {
-        std::vector<AccessUnit> units = AccessUnits(Clip(codec.id == kH264.id ? "h264_baseline.264" : "mpeg4.avi"));
+// --- A decoder that was made for another size from the start.
+
+TEST(DecodeOtherSize, EveryPictureIsRefused) {
+    struct Stream {
+        const char* clip;
+        DecoderCodec codec;
+        Size created;
+    };
+    for (const Stream& stream :
+         {Stream{"h264_baseline.264", kH264, {322, 240}}, Stream{"mpeg4.avi", kMpeg4, {322, 240}},
+          Stream{"h264_baseline.264", kH264, {304, 240}}, Stream{"h265.265", kH265, {318, 238}},
+          Stream{"mpeg4.avi", kMpeg4, {318, 238}}}) {
+        std::vector<AccessUnit> units = AccessUnits(Clip(stream.clip));
         LogCapture log;
-        TestDecoder decoder(codec);
-        ASSERT_EQ(decoder.Create(322, 240), 1);
+        TestDecoder decoder(stream.codec);
+        ASSERT_EQ(decoder.Create(stream.created.width, stream.created.height), 1);
         log.Take();
         Frame frame;
         EXPECT_EQ(decoder.Decode(units[0], frame), 5);
-        EXPECT_EQ(decoder.Decode(units[1], frame), 5);
+        EXPECT_FALSE(decoder->Decode(units[1].data(), static_cast<int>(units[1].size())));
         EXPECT_EQ(frame, nullptr);
-        EXPECT_THAT(log.Take(),
-                    testing::ElementsAre(RefusedLine({322, 240}, {320, 240}), RefusedLine({322, 240}, {320, 240})));
+        const LoggedLine line = RefusedLine(stream.created, {320, 240});
+        EXPECT_THAT(log.Take(), testing::ElementsAre(line, line));
+    }
+}
+
+// FFmpeg takes the created size for the container's, and crops to it within a block of 16 pixels.
+TEST(DecodeOtherSize, H264IsCroppedToASlightlySmallerSize) {
+    const std::vector<PeerPicture> peer = PeerPictures(Clip("h264_baseline.264"), "-vf crop=318:238:0:0");
+    std::vector<AccessUnit> units = AccessUnits(Clip("h264_baseline.264"));
+    TestDecoder decoder(kH264);
+    ASSERT_EQ(decoder.Create(318, 238), 1);
+    Frame frame;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        ASSERT_EQ(decoder.Decode(units[i], frame), 0);
+        ASSERT_EQ(frame->m_nWidth, 318U);
+        ASSERT_EQ(frame->m_nHeight, 238U);
+        ASSERT_EQ(HashOf(*frame), peer[i].md5);
     }
 }
 

@@ -263,6 +263,18 @@ TEST_F(TransformBytes, EverySmallWidthIsBitIdenticalAndStaysInItsBuffer) {
     }
 }
 
+// Multiples of 16 go straight into the buffer.
+TEST_F(TransformBytes, WidthsWithoutPaddingAreBitIdenticalAndStayInTheirBuffers) {
+    for (const AVPixelFormat from : kFrom) {
+        for (const AVPixelFormat to : kTo) {
+            for (int width = 16; width <= 192; width += 16) {
+                ExpectScalersPicture(from, to, width, 1 + width / 16 % 6);
+                ASSERT_FALSE(HasFatalFailure());
+            }
+        }
+    }
+}
+
 TEST_F(TransformBytes, UsualSizesAreBitIdenticalAndStayInTheirBuffers) {
     const int sizes[][2] = {{176, 144}, {320, 240}, {426, 240}, {640, 360}, {854, 480}, {1366, 768}, {1920, 1080}};
     for (const auto& size : sizes) {

@@ -8,7 +8,6 @@
 #include "common/log_capture.h"
 #include "support/ffmpeg.h"
 
-using testing::Each;
 using testing::IsEmpty;
 using testing::IsSubsetOf;
 using testing::IsSupersetOf;

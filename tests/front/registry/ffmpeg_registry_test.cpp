@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <future>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -16,7 +16,6 @@
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using testing::SizeIs;
 using uvqlog::Severity;
 
 namespace {
