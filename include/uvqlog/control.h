@@ -25,6 +25,7 @@ struct LogEvent {
 /// When the call returns, the former sink is no longer running and will not be called again, unless the call comes
 /// from inside a sink, which does not wait. A record logged from inside a sink goes to the default. What a sink throws
 /// is dropped. The sink may run on several threads at once.
+/// REQUIRES: a sink does not wait for a thread that is inside SetSink.
 UVQLOG_API void SetSink(std::function<void(const LogEvent&)> sink);
 
 /// The lowest severity that is written, for all loggers. Forgets every threshold that was set by name.

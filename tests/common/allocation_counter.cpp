@@ -29,9 +29,12 @@ void* operator new(std::size_t size) {
 }
 
 void operator delete(void* memory) noexcept {
+    if (g_Counter != nullptr && memory != nullptr) {
+        ++g_Counter->freed;
+    }
     std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    operator delete(memory);
 }

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-/// Counts what this thread gets from `operator new` while it lives. Its .cpp replaces the operators for the whole
-/// program, so a test program that wants it lists that file among its sources.
+/// Counts what this thread gets from `operator new`, and gives back, while it lives. Its .cpp replaces the operators
+/// for the whole program, so a test program that wants it lists that file among its sources.
 class AllocationCounter {
 public:
     AllocationCounter();
@@ -13,4 +13,5 @@ public:
 
     int count = 0;
     std::size_t largest = 0;
+    int freed = 0;
 };

@@ -22,6 +22,7 @@ F() {
 
 # Encoders of the H.264 and H.265 clips. No delay unless a clip asks for B pictures.
 h264=(-c:v libx264 -preset veryfast -bf 0 -pix_fmt yuv420p -f h264)
+h264_reordered=(-c:v libx264 -preset veryfast -profile:v main -bf 3 -b_strategy 0 -pix_fmt yuv420p -f h264)
 h265() { # H.265 with N B pictures
     echo -c:v libx265 -preset ultrafast -x265-params "log-level=none:bframes=$1" -pix_fmt yuv420p -f hevc
 }
@@ -31,7 +32,7 @@ h265() { # H.265 with N B pictures
 # Baseline H.264: every packet gives its picture.
 F 320x240 2 "${h264[@]}" -profile:v baseline h264_baseline.264
 # Reordering: FFmpeg keeps two pictures inside.
-F 320x240 2 -c:v libx264 -preset veryfast -profile:v main -bf 3 -b_strategy 0 -pix_fmt yuv420p -f h264 h264_reordered.264
+F 320x240 2 "${h264_reordered[@]}" h264_reordered.264
 # Full range: another format number, the same layout.
 F 320x240 2 -c:v libx264 -preset veryfast -bf 0 -pix_fmt yuvj420p -f h264 h264_full_range.264
 # 4:2:2: does not fit a 4:2:0 frame.
@@ -69,8 +70,11 @@ for part in 320x240 640x360 176x144 320x240; do
     F "$part" 0.4 $(h265 0) part.265
     cat part.265 >>h265_resized.265
 done
-# H.265 with reordering and a larger middle of two pictures: its decoder is a size ahead of the picture that it gives.
+# The same with reordering and a larger middle of two pictures: FFmpeg's decoders are a size ahead of the picture that
+# they give.
 for part in 320x240:0.4 640x360:0.08 320x240:0.4; do
+    F "${part%:*}" "${part#*:}" "${h264_reordered[@]}" part.264
+    cat part.264 >>h264_resized_reordered.264
     F "${part%:*}" "${part#*:}" $(h265 3) part.265
     cat part.265 >>h265_resized_reordered.265
 done

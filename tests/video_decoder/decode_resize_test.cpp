@@ -154,6 +154,7 @@ TEST_P(DecodeResized, APermissionGivenAfterARefusalWorksFromTheNextPictureOn) {
 const ResizedStream kResizedStreams[] = {
     {"h264_resized.264", kH264, {{{320, 240}, 10}, {{640, 360}, 10}, {{176, 144}, 10}, {{320, 240}, 10}}, 0},
     {"h265_resized.265", kH265, {{{320, 240}, 10}, {{640, 360}, 10}, {{176, 144}, 10}, {{320, 240}, 10}}, 0},
+    {"h264_resized_reordered.264", kH264, {{{320, 240}, 10}, {{640, 360}, 2}, {{320, 240}, 10}}, 2},
     {"h265_resized_reordered.265", kH265, {{{320, 240}, 10}, {{640, 360}, 2}, {{320, 240}, 10}}, 2},
     {"mjpeg_resized.mjpeg", kMjpeg, {{{320, 240}, 5}, {{33, 17}, 5}, {{97, 61}, 5}, {{1, 1}, 5}, {{320, 240}, 5}}, 0},
 };

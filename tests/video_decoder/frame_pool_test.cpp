@@ -6,7 +6,9 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <deque>
 #include <functional>
+#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -334,10 +336,12 @@ TEST(FramePool, HasTheWholeBudgetAgainAfterClearAndInit) {
     const std::vector<Frame> old = TakeAll(pool);
     pool.Clear();
     pool.Init(2 * kFrameSize, nullptr);
-    const std::vector<Frame> fresh = TakeAll(pool);
+    std::vector<Frame> fresh = TakeAll(pool);
     Frame ninth;
     EXPECT_FALSE(pool.GetFrame(ninth));
     EXPECT_TRUE(IsFilledWith(*fresh.back(), 2 * kFrameSize, 0));
+    fresh.pop_back();
+    EXPECT_TRUE(pool.GetFrame(ninth));
 }
 
 TEST(FramePool, ClearOfAnIdlePoolIsHarmless) {
@@ -360,34 +364,70 @@ TEST(FramePool, FrameOutlivesThePool) {
     EXPECT_TRUE(IsFilledWith(*frame, kFrameSize, 0x5a));
 }
 
-TEST(FramePool, FramesComeBackFromOtherThreadsWhileOthersAreTaken) {
-    constexpr int kRounds = 5000;
-    std::atomic<bool> handedOver{false};
-    Frame passed;
-    Callback callback([] { return true; });
-    ThreadsafeFramePool pool;
-    pool.Init(kFrameSize, &callback);
-    std::thread consumer([&] {
-        for (int round = 0; round < kRounds; ++round) {
-            while (!handedOver.load()) {
+// The frame object, its owner, the buffer with its owner, the bytes: nothing waits for the other frame.
+TEST(FramePool, FrameReleasedAfterThePoolsDeathFreesItsBytes) {
+    Frame frame;
+    Frame other;
+    {
+        ThreadsafeFramePool pool;
+        pool.Init(kFrameSize, nullptr);
+        frame = Take(pool);
+        other = Take(pool);
+        AllocationCounter allocations;
+        frame.reset();
+        EXPECT_EQ(allocations.freed, 2);
+        frame = Take(pool);
+    }
+    AllocationCounter allocations;
+    frame.reset();
+    EXPECT_EQ(allocations.freed, 4);
+    other.reset();
+    EXPECT_EQ(allocations.freed, 4 + 4 + 3);  // and what pool and frames shared: its record, mutex and list
+}
+
+// More frames than the pool has, through a queue: the taker overtakes the others and has to wait for them.
+TEST(FramePool, FramesComeBackFromOtherThreadsWhileMoreAreWanted) {
+    constexpr int kFrames = 2000;
+    std::mutex mutex;
+    std::deque<Frame> queue;
+    const auto pop = [&mutex, &queue] {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (queue.empty()) {
+            return Frame();
+        }
+        Frame frame = std::move(queue.front());
+        queue.pop_front();
+        return frame;
+    };
+    std::atomic<int> seen{0};
+    const auto consume = [&seen, &pop] {
+        while (seen.load() < kFrames) {
+            if (const Frame frame = pop()) {
+                EXPECT_TRUE(IsFilledWith(*frame, kFrameSize, static_cast<unsigned char>(frame->m_nTimestamp)));
+                ++seen;
+            } else {
                 std::this_thread::yield();
             }
-            const Frame frame = std::move(passed);
-            passed.reset();
-            handedOver = false;
-            ASSERT_TRUE(IsFilledWith(*frame, kFrameSize, static_cast<unsigned char>(round)));
         }
+    };
+    Callback callback([] {
+        std::this_thread::yield();
+        return true;
     });
-    for (int round = 0; round < kRounds; ++round) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, &callback);
+    std::thread one(consume);
+    std::thread other(consume);
+    for (int number = 0; number < kFrames; ++number) {
         Frame frame = Take(pool);
-        std::memset(frame->GetData(), round & 0xff, kFrameSize);
-        while (handedOver.load()) {
-            std::this_thread::yield();
-        }
-        passed = std::move(frame);
-        handedOver = true;
+        frame->m_nTimestamp = number;
+        std::memset(frame->GetData(), number & 0xff, kFrameSize);
+        const std::lock_guard<std::mutex> lock(mutex);
+        queue.push_back(std::move(frame));
     }
-    consumer.join();
+    one.join();
+    other.join();
+    EXPECT_EQ(TakeAll(pool).size(), kBudget);
 }
 
 // A decoder's pool.

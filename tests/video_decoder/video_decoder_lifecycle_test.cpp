@@ -500,14 +500,16 @@ TEST_F(VideoDecoderLifecycle, InitFramePoolChangesNothingWhileItServes) {
     EXPECT_FALSE(m_Decoder->GetFrameFromPool(m_Frame));
 }
 
+struct Refusal : CFrameBufferStreamCallback {
+    bool WaitForFreeFrame() override {
+        ++calls;
+        return false;
+    }
+    int calls = 0;
+};
+
 TEST_F(VideoDecoderLifecycle, CallbackOfCreateServesThePool) {
-    struct Refusal : CFrameBufferStreamCallback {
-        bool WaitForFreeFrame() override {
-            ++calls;
-            return false;
-        }
-        int calls = 0;
-    } refusal;
+    Refusal refusal;
     ASSERT_EQ(m_Decoder.Create(320, 240, &refusal), 1);
     std::vector<Frame> held(8);
     for (Frame& frame : held) {
@@ -519,6 +521,19 @@ TEST_F(VideoDecoderLifecycle, CallbackOfCreateServesThePool) {
     EXPECT_THAT(m_Log.Take(), ElementsAre(kOutOfFrames));
     held.pop_back();
     EXPECT_EQ(DecodeOne(), 0);
+}
+
+TEST_F(VideoDecoderLifecycle, CallbackOfCreateServesThePoolOfAnotherSizeToo) {
+    Refusal refusal;
+    m_Decoder->AllowResolutionChange();
+    ASSERT_EQ(m_Decoder.Create(64, 64, &refusal), 1);
+    std::vector<Frame> held(8);
+    for (Frame& frame : held) {
+        ASSERT_EQ(m_Decoder.Decode(m_Units[0], frame), 0);
+    }
+    EXPECT_EQ(refusal.calls, 0);
+    EXPECT_EQ(DecodeOne(), 4);
+    EXPECT_EQ(refusal.calls, 1);
 }
 
 TEST_F(VideoDecoderLifecycle, DeleteLeavesPicturesValid) {

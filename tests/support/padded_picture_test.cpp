@@ -1,0 +1,56 @@
+#include "support/padded_picture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <vector>
+
+namespace {
+
+TEST(PaddedPicture, IsNeededUnlessRowsAreWholeBlocksOf16) {
+    for (const int width : {16, 32, 48, 176, 320, 640, 1920}) {
+        EXPECT_FALSE(PaddedPicture::IsNeededFor(width)) << width;
+    }
+    for (const int width : {1, 2, 8, 15, 17, 31, 33, 426, 854, 1366}) {
+        EXPECT_TRUE(PaddedPicture::IsNeededFor(width)) << width;
+    }
+}
+
+TEST(PaddedPicture, HasAlignedRowsOfTheWidthRoundedUp) {
+    const PaddedPicture planar(AV_PIX_FMT_YUV420P, 33, 17);
+    EXPECT_EQ(planar.Linesizes()[0], 64);
+    EXPECT_EQ(planar.Linesizes()[1], 64);
+    EXPECT_EQ(planar.Linesizes()[2], 64);
+    EXPECT_EQ(planar.Linesizes()[3], 0);
+    EXPECT_EQ(planar.Planes()[1] - planar.Planes()[0], 17 * 64);
+    EXPECT_EQ(planar.Planes()[2] - planar.Planes()[1], 9 * 64);
+    EXPECT_EQ(planar.Planes()[3], nullptr);
+
+    const PaddedPicture packed(AV_PIX_FMT_RGB24, 854, 2);
+    EXPECT_EQ(packed.Linesizes()[0], 2624);
+    for (const PaddedPicture* picture : {&planar, &packed}) {
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(picture->Planes()[0]) % 64, 0U);
+    }
+}
+
+TEST(PaddedPicture, CopiesItsRowsWithoutTheirPadding) {
+    const PaddedPicture picture(AV_PIX_FMT_YUV420P, 3, 3);
+    for (int plane = 0; plane < 3; ++plane) {
+        for (int row = 0; row < (plane == 0 ? 3 : 2); ++row) {
+            std::memset(picture.Planes()[plane] + row * 64, 10 * plane + row, 64);
+        }
+    }
+    std::vector<uint8_t> tight(17, 99);
+    uint8_t* planes[4] = {&tight[0], &tight[9], &tight[13], nullptr};
+    const int linesizes[4] = {3, 2, 2, 0};
+    picture.CopyTo(planes, linesizes);
+    EXPECT_EQ(tight, (std::vector<uint8_t>{0, 0, 0, 1, 1, 1, 2, 2, 2, 10, 10, 11, 11, 20, 20, 21, 21}));
+}
+
+TEST(PaddedPicture, ThatCannotBeHadIsAnAllocationFailure) {
+    EXPECT_THROW(PaddedPicture(AV_PIX_FMT_BGRA, 30001, 30000), std::bad_alloc);
+    EXPECT_THROW(PaddedPicture(AV_PIX_FMT_VAAPI, 16, 16), std::bad_alloc);
+}
+
+}  // namespace
