@@ -15,6 +15,8 @@
 #include "codrelay/muxer_param.h"
 #include "codrelay/utils/clock.h"
 #include "codrelay/utils/noncopyable.h"
+#include "codrelay/utils/strings.h"
 #include "codrelay/utils/threads.h"
+#include "codrelay/utils/time.h"
 #include "codrelay/video_decoder.h"
 #include "codrelay/video_transform.h"
