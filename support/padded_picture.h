@@ -19,6 +19,10 @@ public:
     uint8_t* const* Planes() const { return m_Planes; }
     const int* Linesizes() const { return m_Linesizes; }
 
+    /// Takes the rows of a tight picture, and repeats the last pixel of each row into the padding, since chroma is made
+    /// of pairs of pixels.
+    void CopyFrom(const uint8_t* const planes[4], const int linesizes[4]);
+
     /// Copies the picture without its padding to rows elsewhere, such as tight ones.
     void CopyTo(uint8_t* planes[4], const int linesizes[4]) const;
 

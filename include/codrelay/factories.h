@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "codrelay/audio_decoder.h"
@@ -7,8 +8,13 @@
 #include "codrelay/audio_resampler.h"
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
+#include "codrelay/file_muxer.h"
+#include "codrelay/memory_demuxer.h"
+#include "codrelay/memory_muxer.h"
+#include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
 #include "codrelay/video_encoder.h"
+#include "codrelay/video_transform.h"
 
 // The factories only build: FFmpeg is first asked when the object's own Create call runs. They may be called from any
 // thread. Every failure is a null result and a line on the logger "codrelay" or, from the layer beneath, "ffmpeg".
@@ -50,3 +56,34 @@ CODRELAY_API CAudioEncoderBase* Codrelay_AudioEncoder(int id);
 CODRELAY_API CAudioDecoderBase* Codrelay_AudioDecoder(int id);
 /// A resampler, not yet made ready. Never null. Otherwise as above.
 CODRELAY_API CAudioResamplerBase* Codrelay_AudioResampler();
+
+/// A demuxer for bytes in memory, with its reader thread running. `format` is a `DEMUXER_FORMAT_*` id; any other makes
+/// a demuxer whose thread ends at once. `callback` is not owned and must live until the demuxer is destroyed; see
+/// CDemuxerMemCallback for the thread that it runs on. The caller owns the object and disposes of it by `Delete`. Null,
+/// and a line at Critical on "ffmpeg", if no thread can be started.
+/// REQUIRES: `callback` is not null.
+CODRELAY_API CDemuxerMemBase* Codrelay_DemuxerMem(int format, CDemuxerMemCallback* callback);
+
+/// A muxer into memory. `format` is a `MUXER_FORMAT_*` id; `param`, copied, holds the library's codec ids. The caller
+/// owns the object and disposes of it by `Delete`. Null, with lines on "ffmpeg", if `param` is null, the format unknown
+/// or a stream not to be had.
+CODRELAY_API CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param);
+
+/// A muxer into the file `fileName`, which is copied and not opened before `WriteHeader`. Otherwise as
+/// Codrelay_MuxerMem.
+CODRELAY_API CMuxerFileBase* Codrelay_MuxerFile(int format, MUXER_PARAM* param, const char* fileName);
+
+/// A transform from pictures of `inWidth` x `inHeight` in `inColorSpace` (a `CSP_*` id) to pictures of `outWidth` x
+/// `outHeight` in `outColorSpace`. `zoom`, which may be null, names a part of the input in percent; the part keeps the
+/// input's shape. A request that changes nothing gets a transform that hands its frames straight back. Empty, with lines
+/// on "codrelay" or "ffmpeg", if the output size is not allowed, the part lies outside the picture, or there is no such
+/// conversion.
+CODRELAY_API std::shared_ptr<CVideoTransformBase> Codrelay_VideoTransform(unsigned int inColorSpace, int inWidth,
+                                                                          int inHeight,
+                                                                          CVideoTransformBase::ZOOM_RECT* zoom,
+                                                                          unsigned int outColorSpace, int outWidth,
+                                                                          int outHeight);
+
+/// Whether a size is allowed as an output size: 8 to 4096 in both directions. A line at Error on "codrelay" names the
+/// first one that is not.
+CODRELAY_API bool Codrelay_VideoTransformCheckSize(int width, int height);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <set>
 #include <string>
 
@@ -8,8 +9,13 @@
 #include "codrelay/audio_resampler.h"
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
+#include "codrelay/file_muxer.h"
+#include "codrelay/memory_demuxer.h"
+#include "codrelay/memory_muxer.h"
+#include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
 #include "codrelay/video_encoder.h"
+#include "codrelay/video_transform.h"
 
 /// What stands behind the video decoder factories of "codrelay/factories.h": a decoder for the ids from VIDEO_CODEC_FLV
 /// to VIDEO_CODEC_H265 that delivers `colorSpace`, a `CSP_*` id. The third argument is not read. Null, and a line on
@@ -25,6 +31,11 @@ CODRELAY_API CVideoEncoderBase* NewFFmpegVideoEncoder(int id, unsigned int color
 
 /// What stands behind `Codrelay_DemuxerFile`.
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();
+/// What stands behind `Codrelay_DemuxerMem`.
+CODRELAY_API CDemuxerMemBase* NewFFmpegDemuxerMem(int format, CDemuxerMemCallback* callback);
+/// What stands behind `Codrelay_MuxerMem` and `Codrelay_MuxerFile`.
+CODRELAY_API CMuxerMemBase* NewFFmpegMuxerMem(int format, MUXER_PARAM* param);
+CODRELAY_API CMuxerFileBase* NewFFmpegMuxerFile(int format, MUXER_PARAM* param, const char* fileName);
 
 /// What stands behind `Codrelay_AudioEncoder` and `Codrelay_AudioResampler`, and behind `Codrelay_AudioDecoder` for all
 /// codecs but Opus, which is not FFmpeg's: the decoder form gives null for it.
@@ -37,3 +48,12 @@ CODRELAY_API CAudioResamplerBase* NewFFmpegAudioResampler();
 CODRELAY_API std::set<int> GetFFmpegSupportedVideoEncoders();
 CODRELAY_API std::set<int> GetFFmpegSupportedAudioEncoders();
 CODRELAY_API void SetFfmpegLogLevel(const std::string& level);
+
+/// The software transform, with the part of the input in pixels and no test of sizes. Otherwise as
+/// `Codrelay_VideoTransform`. Where neither size nor colour space change and nothing is cropped, `Transform` gives null.
+/// Throws std::length_error for a colour space without a format, where neither size nor colour space change.
+CODRELAY_API std::shared_ptr<CVideoTransformBase> NewFFmpegVideoTransform(unsigned int inColorSpace, int inWidth,
+                                                                          int inHeight,
+                                                                          CVideoTransformBase::CROP_RECT& crop,
+                                                                          unsigned int outColorSpace, int outWidth,
+                                                                          int outHeight);

@@ -1,0 +1,262 @@
+#include "container/demuxer_mem.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "codrelay/utils/threads.h"
+#include "container/ffmpeg_av_packet.h"
+#include "container/ffmpeg_demuxer.h"
+#include "support/log_front.h"
+
+namespace {
+
+/// A byte buffer for one writer and one reader. Linear, not a ring: both positions go back to the start only when the
+/// end was reached and the reader has caught up. Each side resets its own condition under the mutex before it looks,
+/// the other signals under the mutex, and the latch keeps a signal that comes before the wait: no wake-up is lost.
+class SRSWBuffer {
+public:
+    static constexpr int kCapacity = 0x80000;
+
+    SRSWBuffer() : m_pBegin(new unsigned char[kCapacity]), m_pEnd(m_pBegin.get() + kCapacity) {
+        m_pRead = m_pWrite = m_pBegin.get();
+    }
+
+    /// A read procedure for libavformat. At least one byte, 0 if none is asked for, or -1 once closed, whatever may
+    /// still be unread.
+    static int Read(void* opaque, unsigned char* out, int size) {
+        return static_cast<SRSWBuffer*>(opaque)->Take(out, size);
+    }
+
+    /// True if all bytes went in, false if the buffer was closed before.
+    bool Write(const unsigned char* data, unsigned int size);
+
+    /// Ends both sides for good.
+    void Close();
+
+private:
+    int Take(unsigned char* out, int size);
+    bool AwaitSpace(CMutexLocker* locker);
+
+    utils::ThreadMutex m_Mutex;  // guards the positions and m_bClosed
+    CConditionWait m_DataReady;
+    CConditionWait m_SpaceFree;
+    std::unique_ptr<unsigned char[]> m_pBegin;
+    unsigned char* m_pEnd;
+    unsigned char* m_pRead;
+    unsigned char* m_pWrite;
+    bool m_bClosed = false;
+};
+
+int SRSWBuffer::Take(unsigned char* out, int size) {
+    CMutexLocker locker(&m_Mutex, true);
+    if (m_bClosed) {
+        return -1;
+    }
+    if (size == 0) {
+        return 0;
+    }
+    for (;;) {
+        m_DataReady.Reset();
+        m_SpaceFree.Signal();
+        if (m_pRead != m_pWrite) {
+            break;
+        }
+        locker.Unlock();
+        m_DataReady.Wait();
+        locker.Lock();
+        if (m_bClosed) {
+            return -1;
+        }
+    }
+    const auto count = std::min<std::ptrdiff_t>(size, m_pWrite - m_pRead);
+    std::memcpy(out, m_pRead, static_cast<std::size_t>(count));
+    m_pRead += count;
+    return static_cast<int>(count);
+}
+
+bool SRSWBuffer::Write(const unsigned char* data, unsigned int size) {
+    const unsigned char* current = data;
+    const unsigned char* const last = data + size;
+    while (current != last) {
+        CMutexLocker locker(&m_Mutex, true);
+        if (m_bClosed || !AwaitSpace(&locker)) {
+            return false;
+        }
+        const auto count = std::min(last - current, m_pEnd - m_pWrite);
+        std::memcpy(m_pWrite, current, static_cast<std::size_t>(count));
+        m_pWrite += count;
+        current += count;
+    }
+    return true;
+}
+
+// The reader is signalled before the bytes are there, but it cannot look before the mutex is free.
+bool SRSWBuffer::AwaitSpace(CMutexLocker* locker) {
+    for (;;) {
+        m_SpaceFree.Reset();
+        if (m_pWrite == m_pEnd && m_pRead == m_pEnd) {
+            m_pRead = m_pWrite = m_pBegin.get();
+        }
+        m_DataReady.Signal();
+        if (m_pWrite != m_pEnd) {
+            return true;
+        }
+        locker->Unlock();
+        m_SpaceFree.Wait();
+        locker->Lock();
+        if (m_bClosed) {
+            return false;
+        }
+    }
+}
+
+void SRSWBuffer::Close() {
+    CMutexLocker locker(&m_Mutex, true);
+    m_bClosed = true;
+    m_DataReady.Signal();
+    m_SpaceFree.Signal();
+}
+
+/// What the reader thread runs on.
+class DemuxerThreadProc {
+public:
+    DemuxerThreadProc(const char* formatName, SRSWBuffer* buffer, CDemuxerMemCallback* callback)
+        : m_FormatName(TextOrNothing(formatName)), m_pBuffer(buffer), m_pCallback(callback) {}
+
+    /// The thread's body.
+    static unsigned int Run(void* self);
+
+private:
+    void Demux();
+    void TellStreams(FfmpegDemuxer* demuxer);
+    void PassPackets(FfmpegDemuxer* demuxer);
+
+    std::string m_FormatName;
+    SRSWBuffer* m_pBuffer;
+    CDemuxerMemCallback* m_pCallback;
+};
+
+unsigned int DemuxerThreadProc::Run(void* self) {
+    auto* proc = static_cast<DemuxerThreadProc*>(self);
+    try {
+        proc->Demux();
+    } catch (const std::bad_alloc&) {
+        // Nobody above could catch it: the thread ends as after any failed step.
+    }
+    // On every way out, so that the host's WriteData never hangs on a thread that has gone.
+    proc->m_pBuffer->Close();
+    return 0;
+}
+
+void DemuxerThreadProc::Demux() {
+    FfmpegDemuxer demuxer;
+    if (!demuxer.Create(m_FormatName.c_str(), SRSWBuffer::kCapacity)) {
+        FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to create ffmpeg demuxer!";
+        return;
+    }
+    if (!demuxer.Open(SRSWBuffer::Read, m_pBuffer)) {
+        FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to open demuxer stream!";
+        return;
+    }
+    if (demuxer.GetStreamCount() == 0) {
+        FFMPEG_LOG(Error) << "DemuxerThreadProc: empty container!";
+        return;
+    }
+    TellStreams(&demuxer);
+    PassPackets(&demuxer);
+    // The normal end of a stream and a deliberate Destroy come here too.
+    FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to read next frame!";
+}
+
+void DemuxerThreadProc::TellStreams(FfmpegDemuxer* demuxer) {
+    for (int index = 0; index < demuxer->GetStreamCount(); ++index) {
+        int codecId = 0;
+        if (demuxer->GetVideoStreamInfo(index, &codecId)) {
+            m_pCallback->OnVideoStream(index, codecId);
+            continue;
+        }
+        AUDIO_FORMAT format{};
+        if (demuxer->GetAudioStreamInfo(index, &codecId, &format)) {
+            m_pCallback->OnAudioStream(index, codecId, &format);
+        }
+    }
+}
+
+void DemuxerThreadProc::PassPackets(FfmpegDemuxer* demuxer) {
+    for (;;) {
+        FfmpegAvPacket packet;
+        if (!demuxer->ReadNextFrame(&packet)) {
+            return;
+        }
+        DEMUXER_PACKET described{};
+        packet.GetDemuxerPacket(&described);
+        m_pCallback->OnPacket(&described);
+    }
+}
+
+}  // namespace
+
+// The thread goes first: where it still runs, it is waited for while its buffer is alive.
+struct CDemuxerMem::Impl {
+    // WriteData may run while Destroy drops the buffer on another thread, so both go through the atomic functions.
+    std::shared_ptr<SRSWBuffer> m_pBuffer;
+    std::shared_ptr<DemuxerThreadProc> m_pThreadProc;
+    CThread m_Thread;
+};
+
+CDemuxerMemCallback::~CDemuxerMemCallback() = default;
+
+CDemuxerMemBase::~CDemuxerMemBase() = default;
+
+CDemuxerMem::CDemuxerMem() : m_pImpl(std::make_unique<Impl>()) {}
+
+CDemuxerMem::~CDemuxerMem() {
+    if (m_pImpl->m_pBuffer != nullptr) {
+        m_pImpl->m_pBuffer->Close();
+    }
+}
+
+int CDemuxerMem::Create(const char* formatName, CDemuxerMemCallback* callback) {
+    Destroy();
+    const auto buffer = std::make_shared<SRSWBuffer>();
+    std::atomic_store(&m_pImpl->m_pBuffer, buffer);
+    m_pImpl->m_pThreadProc = std::make_shared<DemuxerThreadProc>(formatName, buffer.get(), callback);
+    if (m_pImpl->m_Thread.CreateThread(DemuxerThreadProc::Run, m_pImpl->m_pThreadProc.get()) == 0) {
+        FFMPEG_LOG(Critical) << "CDemuxerMem::Create(): FAILED to create decoder thread!";
+        return 0;
+    }
+    return 1;
+}
+
+void CDemuxerMem::Destroy() {
+    if (m_pImpl->m_pBuffer != nullptr) {
+        m_pImpl->m_pBuffer->Close();
+    }
+    m_pImpl->m_Thread.WaitThread();
+    m_pImpl->m_pThreadProc.reset();
+    std::atomic_store(&m_pImpl->m_pBuffer, std::shared_ptr<SRSWBuffer>());
+}
+
+void CDemuxerMem::Delete() {
+    Destroy();
+    delete this;
+}
+
+// The buffer is held for the length of the call and the object is not touched again: a Delete on another thread wakes a
+// writer that blocks, and may be done before it returns.
+bool CDemuxerMem::WriteData(unsigned char* data, unsigned int size) {
+    const std::shared_ptr<SRSWBuffer> buffer = std::atomic_load(&m_pImpl->m_pBuffer);
+    return buffer != nullptr && buffer->Write(data, size);
+}
+
+int ReadDataProc(void* path, unsigned char* buffer, int size) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(static_cast<const char*>(path), "rb"),
+                                                               std::fclose);
+    if (file == nullptr) {
+        return -1;
+    }
+    return static_cast<int>(std::fread(buffer, 1, static_cast<std::size_t>(std::max(size, 0)), file.get()));
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+/// What a muxer is made for. A plain record; the muxer copies it whole.
+struct MUXER_PARAM {
+    /// A `VIDEO_CODEC_*` id from 3 to 9; any other means that there is no video stream.
+    int videoCodec;
+    /// An `AUDIO_CODEC_*` id that FFmpeg has a codec for; any other means that there is no audio stream.
+    int audioCodec;
+    /// Picture size in pixels.
+    int width;
+    int height;
+    /// Samples per second and channel.
+    int sampleRate;
+    int channels;
+    /// Bits per second. With MP3 it also decides how blocks are cut into frames (see `WriteSound`).
+    int audioBitRate;
+    /// Expected length in whole seconds; a hint for the container.
+    int durationSec;
+};

@@ -1,0 +1,80 @@
+#include "container/mux_material.h"
+
+#include <map>
+#include <sstream>
+#include <stdexcept>
+
+#include "common/process.h"
+#include "support/ffmpeg.h"
+
+std::vector<Block> ReadBlocks(const std::string& path) {
+    AVFormatContext* context = nullptr;
+    if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) < 0) {
+        throw std::runtime_error("cannot open " + path);
+    }
+    avformat_find_stream_info(context, nullptr);
+    std::vector<Block> blocks;
+    AVPacket packet;
+    av_init_packet(&packet);
+    while (av_read_frame(context, &packet) >= 0) {
+        if (packet.stream_index == 0) {
+            blocks.push_back({{packet.data, packet.data + packet.size}, (packet.flags & AV_PKT_FLAG_KEY) != 0});
+        }
+        av_packet_unref(&packet);
+    }
+    avformat_close_input(&context);
+    return blocks;
+}
+
+namespace {
+
+std::string Probe(const std::string& arguments, const std::string& path) {
+    const ProcessResult result = RunCommand("ffprobe -v error " + arguments + " '" + path + "'");
+    if (result.exitCode != 0 || !result.err.empty()) {
+        throw std::runtime_error("ffprobe on " + path + ": " + result.err);
+    }
+    return result.out;
+}
+
+std::vector<std::string> Fields(const std::string& line) {
+    std::vector<std::string> fields;
+    std::istringstream rest(line);
+    for (std::string field; std::getline(rest, field, ',');) {
+        fields.push_back(field);
+    }
+    return fields;
+}
+
+}  // namespace
+
+std::vector<PeerStream> PeerStreams(const std::string& path) {
+    // Streams of a program are told twice, so they are kept by index.
+    std::map<int, PeerStream> byIndex;
+    std::istringstream heads(Probe("-show_entries stream=index,codec_name,codec_type -of csv=p=0", path));
+    for (std::string line; std::getline(heads, line);) {
+        const std::vector<std::string> fields = Fields(line);
+        if (fields.size() >= 3) {
+            byIndex[std::stoi(fields[0])] = {fields[1], fields[2] == "video", {}, {}};
+        }
+    }
+    std::istringstream packets(Probe("-show_entries packet=stream_index,pts,dts -of csv=p=0", path));
+    for (std::string line; std::getline(packets, line);) {
+        const std::vector<std::string> fields = Fields(line);
+        if (fields.size() >= 3) {
+            PeerStream& stream = byIndex.at(std::stoi(fields[0]));
+            stream.pts.push_back(std::stoll(fields[1] == "N/A" ? fields[2] : fields[1]));
+            stream.dts.push_back(std::stoll(fields[2]));
+        }
+    }
+    std::vector<PeerStream> streams;
+    for (auto& [index, stream] : byIndex) {
+        streams.insert(stream.isVideo ? streams.begin() : streams.end(), std::move(stream));
+    }
+    return streams;
+}
+
+std::string PeerDecodeErrors(const std::string& path) {
+    // The sound's times are replaced: they are judged elsewhere, and the command's own output would complain of a tick
+    // a block.
+    return RunCommand("ffmpeg -nostdin -v error -i '" + path + "' -af asetpts=N -f null -").err;
+}

@@ -1,0 +1,5 @@
+#include "transform/video_transform_dummy.h"
+
+CFrameBufferBase* CVideoTransformDummy::Transform(CFrameBufferBase* frame) {
+    return frame;
+}
