@@ -195,7 +195,7 @@ TEST_F(SinkTest, AFormerSinkIsNeverCalledNorRunningOnceTheNextIsSet) {
     }
     // Each sink's flag is freed at the end of its round: a late call would be a use after free as well.
     int capturesLeft = 0;
-    for (int round = 0; round < 500; ++round) {
+    for (int round = 0; round < 150; ++round) {
         auto dead = std::make_unique<std::atomic<bool>>(false);
         auto captured = std::make_shared<int>(0);
         const std::weak_ptr<int> watched = captured;
@@ -219,7 +219,7 @@ TEST_F(SinkTest, AFormerSinkIsNeverCalledNorRunningOnceTheNextIsSet) {
     }
     EXPECT_EQ(callsOfTheDead, 0);
     EXPECT_EQ(capturesLeft, 0) << "what a former sink captured outlived it";
-    EXPECT_GE(calls, 500);
+    EXPECT_GE(calls, 150);
 }
 
 TEST_F(SinkTest, SeveralThreadsMaySetSinksAndLogAtOnce) {
