@@ -51,13 +51,18 @@ public:
 
     /// Opens the encoder.
     ///
-    /// `colorSpace`: the `CSP_*` id of the pictures; must be what `GetSupportedColorSpaces` gives.
-    /// `width`, `height`: in pixels. H.263 takes 128x96, 176x144, 352x288, 704x576 and 1408x1152 only; H.264 takes
-    /// 16x16 and more, and drops an odd last row or column. `frameRate`: pictures a second; 0 stands for 20. `bitRate`:
-    /// bits a second; 0 stands for 1048576, with a line in the log. `reserved`: kept, and otherwise unused. `mode`: 0
-    /// or 1, which are the same. `maxKeyInterval`: the largest distance between key pictures; 300 and more, or less
-    /// than 0, stand for 300. With 0 each picture of MPEG-4, FLV and H.263 is a key picture, and of H.264 only the
-    /// first. Each JPEG picture is one.
+    /// - `colorSpace`: the `CSP_*` id of the pictures; must be what `GetSupportedColorSpaces` gives.
+    /// - `width`, `height`: in pixels. H.263 takes 128x96, 176x144, 352x288, 704x576 and 1408x1152 only. H.264 encodes
+    ///   16x16 and more, and drops an odd last row or column.
+    /// - `frameRate`: pictures a second; 0 stands for 20.
+    /// - `bitRate`: bits a second; 0 stands for 1048576, with a line in the log. H.264 takes `frameRate` to 288000000.
+    ///   The others take 1 to 536870911 and hardly any rate above. JPEG has no rate control: its size follows the
+    ///   picture.
+    /// - `reserved`: kept, and otherwise unused.
+    /// - `mode`: 0 or 1, which are the same.
+    /// - `maxKeyInterval`: the largest distance between key pictures; 300 and more, or less than 0, stand for 300. With
+    ///   0 each picture of MPEG-4, FLV and H.263 is a key picture, and of H.264 only the first. Each JPEG picture is
+    ///   one.
     ///
     /// Returns 1; or 0 with a line in the log if the encoder is created already, an argument is refused or FFmpeg
     /// cannot open the encoder. A failure leaves a created encoder as it was, and any other not created.
@@ -78,18 +83,19 @@ public:
 
     /// Turns one picture into at most one packet.
     ///
-    /// `frame`: the picture. Its `GetData` block is read in place during the call and may be let go afterwards; its
-    /// fields (size, colour space, timestamp) are not looked at.
-    /// `out`, `outSize`: where the packet goes, and how many bytes there are.
-    /// `keyFrame`: on entry, nonzero asks for a key picture. On return with 0 or more it holds 1 for a key packet and 0
-    /// for any other or none; on a negative result it is untouched.
+    /// - `frame`: the picture. Its `GetData` block is read in place during the call and may be let go afterwards; its
+    ///   fields (size, colour space, timestamp) are not looked at.
+    /// - `out`, `outSize`: where the packet goes, and how many bytes there are.
+    /// - `keyFrame`: on entry, nonzero asks for a key picture. On return with 0 or more it holds 1 for a key packet and
+    ///   0 for any other or none; on a negative result it is untouched.
     ///
-    /// Returns the number of bytes written to `out`; 0 if the encoder gave no packet this time; or a negative number,
-    /// which is an error of FFmpeg (among them a packet that `out` is too small for: -22 in H.264, -1 in the others),
-    /// or -10 if the encoder kept a packet in memory of its own that `out` is too small for, or `out` is null. The
-    /// packet is lost then, and the next call may go on. Nothing is logged. REQUIRES: the encoder is created; the block
-    /// holds a whole picture of the size and colour space that it was created with. An encoder that is not created and
-    /// a null argument give -22.
+    /// Returns the number of bytes written to `out`; 0 if the encoder gave no packet this time; or a negative number.
+    /// That is an error of FFmpeg, among them a packet that `out` is too small for: -22 in H.264, -1 in the others. Or
+    /// it is -10: the encoder kept the packet in memory of its own and `out` is too small for it, or null. The packet
+    /// is lost then, and the next call may go on. Nothing is logged.
+    ///
+    /// REQUIRES: the encoder is created; the block holds a whole picture of the size and colour space that it was
+    /// created with. An encoder that is not created, a null `frame` or `keyFrame` and a null block give -22.
     virtual int Encode(CFrameBufferBase* frame, unsigned char* out, unsigned int outSize, int* keyFrame) = 0;
 
     /// Opens the encoder anew for another size, with all else that `CreateEncoder` was given. The next packet is a key

@@ -88,6 +88,45 @@ TEST(Slots, OfARealVideoDecoder) {
     CallSlot(decoder, 2);
 }
 
+class VideoEncoderProbe : public CVideoEncoderBase {
+public:
+    void Delete() override { Called<int>("Delete"); }
+    unsigned int GetSupportedColorSpaces() override { return Called<unsigned int>("GetSupportedColorSpaces"); }
+    unsigned int GetSupportedModes() override { return Called<unsigned int>("GetSupportedModes"); }
+    unsigned int GetEncoderKind() override { return Called<unsigned int>("GetEncoderKind"); }
+    int GetMaxOutFrameLength(unsigned int, unsigned int) override { return Called<int>("GetMaxOutFrameLength"); }
+    int CreateEncoder(unsigned int, unsigned int, unsigned int, unsigned int, unsigned int, unsigned int, unsigned int,
+                      int) override {
+        return Called<int>("CreateEncoder");
+    }
+    unsigned int IsCreated() override { return Called<unsigned int>("IsCreated"); }
+    unsigned int GetMode() override { return Called<unsigned int>("GetMode"); }
+    unsigned int GetColorSpace() override { return Called<unsigned int>("GetColorSpace"); }
+    void DestroyEncoder() override { Called<int>("DestroyEncoder"); }
+    int Encode(CFrameBufferBase*, unsigned char*, unsigned int, int*) override { return Called<int>("Encode"); }
+    int ChangeEncoderResolution(unsigned int, unsigned int) override { return Called<int>("ChangeEncoderResolution"); }
+    bool IsColorSpaceSupported(unsigned int) override { return Called<bool>("IsColorSpaceSupported"); }
+    bool IsModeSupported(unsigned int) override { return Called<bool>("IsModeSupported"); }
+};
+
+TEST(Slots, OfVideoEncoder) {
+    VideoEncoderProbe probe;
+    EXPECT_EQ(NamesFromSlot2(&probe, 14),
+              (Names{"Delete", "GetSupportedColorSpaces", "GetSupportedModes", "GetEncoderKind", "GetMaxOutFrameLength",
+                     "CreateEncoder", "IsCreated", "GetMode", "GetColorSpace", "DestroyEncoder", "Encode",
+                     "ChangeEncoderResolution", "IsColorSpaceSupported", "IsModeSupported"}));
+}
+
+TEST(Slots, OfARealVideoEncoder) {
+    CVideoEncoderBase* encoder = Codrelay_VideoEncoder(VIDEO_CODEC_H264, "");
+    ASSERT_NE(encoder, nullptr);
+    EXPECT_EQ(CallSlot(encoder, 3) & 0xffffffff, CSP_YUV420P);
+    EXPECT_EQ(CallSlot(encoder, 4) & 0xffffffff, 1);
+    EXPECT_EQ(CallSlot(encoder, 5) & 0xffffffff, 2);
+    EXPECT_EQ(CallSlot(encoder, 15) & 0xff, 1) << "mode 0";
+    CallSlot(encoder, 2);
+}
+
 class FileCallbackProbe : public CDemuxerFileCallback {
 public:
     int OnPacket(DEMUXER_PACKET*) override { return Called<int>("OnPacket"); }

@@ -402,6 +402,10 @@ struct KeyCase {
     std::vector<int> keys;
 };
 
+void PrintTo(const KeyCase& keys, std::ostream* out) {
+    *out << VideoCodecLogName[keys.id] << " " << keys.interval;
+}
+
 class KeyInterval : public testing::TestWithParam<KeyCase> {};
 
 std::vector<int> AllOf610() {

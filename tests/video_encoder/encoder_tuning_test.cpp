@@ -26,6 +26,10 @@ struct RateFields {
     int occupancy;
 };
 
+void PrintTo(const RateFields& fields, std::ostream* out) {
+    *out << fields.rates.bitRate << " at " << fields.rates.frameRate;
+}
+
 std::string RatesWord(const testing::TestParamInfo<RateFields>& info) {
     return std::to_string(info.param.rates.bitRate) + "At" + std::to_string(info.param.rates.frameRate);
 }
@@ -334,6 +338,10 @@ struct OpenCase {
     Rates rates;
     int created;
 };
+
+void PrintTo(const OpenCase& open, std::ostream* out) {
+    *out << VideoCodecLogName[open.id] << " " << open.rates.bitRate << " at " << open.rates.frameRate;
+}
 
 std::vector<OpenCase> OpenCases() {
     std::vector<OpenCase> cases;

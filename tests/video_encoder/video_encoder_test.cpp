@@ -346,6 +346,10 @@ struct SizeCase {
     int created;
 };
 
+void PrintTo(const SizeCase& size, std::ostream* out) {
+    *out << VideoCodecLogName[size.id] << " " << size.width << "x" << size.height;
+}
+
 class VideoEncoderSizes : public testing::TestWithParam<SizeCase> {};
 
 INSTANTIATE_TEST_SUITE_P(
