@@ -34,9 +34,9 @@ public:
     /// G.726 always runs at 8000 whatever rate is given; AAC and MP3 take one or two channels; PCM and the laws take
     /// one or more. AAC is raw frames without a header: its set-up is made from `channels` and `sampleRate`, and where
     /// the rate is none of the MPEG-4 rates, it is set up for 96000 and a line at Error says so. Frames with a header
-    /// (ADTS) are understood as well and tell their own rate. IMA ADPCM is always refused: its packets cannot be told
-    /// apart without a block size. Opus takes one or two channels at 8000, 12000, 16000, 24000 or 48000, whatever the
-    /// stream was made from.
+    /// (ADTS) are understood as well and tell their own rate. IMA ADPCM is always refused, since its blocks cannot be
+    /// told apart without their size: use PCM, mu-law or A-law instead. Opus takes one or two channels at 8000, 12000,
+    /// 16000, 24000 or 48000, whatever the stream was made from.
     ///
     /// `sampleFormat` receives the `AUDIO_SAMPLE_*` flag of what `Decode` delivers: the interleaved form of what the
     /// codec produces, AUDIO_SAMPLE_FLT for AAC, AUDIO_SAMPLE_S16 for the others. It is not touched on failure, except

@@ -28,6 +28,17 @@ constexpr const char* kWrongInput = "CAudioResampler::Create: wrong input format
 constexpr const char* kAllocError = "CAudioResampler::Create: resampler alloc error!";
 constexpr const char* kInitError = "CAudioResampler::Create: resampler init error: -22";
 
+bool g_InitTakesAnything = false;
+
+}  // namespace
+
+extern "C" int __real_swr_init(SwrContext* context);
+extern "C" int __wrap_swr_init(SwrContext* context) {
+    return g_InitTakesAnything ? 0 : __real_swr_init(context);
+}
+
+namespace {
+
 class AudioResamplerTest : public testing::Test {
 protected:
     ~AudioResamplerTest() override { resampler.Destroy(); }
@@ -203,6 +214,16 @@ INSTANTIATE_TEST_SUITE_P(
                     // 2 * 2^28 * 8 bits are 2^32: no bytes a second.
                     Refused{"WrappedByteRate", {1 << 28, 2, 1}, {1 << 28, 2, 1}, 100, Severity::Critical, kWrongInput}),
     [](const auto& row) { return std::string(row.param.name); });
+
+// FFmpeg refuses that by itself; an FFmpeg that did not would have us divide by it.
+TEST_F(AudioResamplerTest, RefusesNoRateWhereFfmpegDoesNot) {
+    LogCapture log;
+    g_InitTakesAnything = true;
+    EXPECT_FALSE(Create({0, 1, AUDIO_SAMPLE_S16}, kMono, 100));
+    g_InitTakesAnything = false;
+    EXPECT_EQ(room, 77u);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, kWrongInput)));
+}
 
 TEST_F(AudioResamplerTest, WantsBothFormats) {
     LogCapture log;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "abi/raw_call.h"
 #include "codrelay/audio_decoder.h"
 #include "codrelay/audio_encoder.h"
 #include "codrelay/audio_resampler.h"
@@ -23,14 +24,10 @@ Result Called(const char* name) {
     return Result();
 }
 
-// The names that the operations in the slots from 2 on leave, called without regard to their arguments.
 std::vector<std::string> NamesFromSlot2(void* object, std::size_t count) {
-    using Operation = long (*)(void*, long, long, long, long, long, long, long);
     std::vector<std::string> names;
     for (std::size_t slot = 2; slot < 2 + count; ++slot) {
-        g_Called.clear();
-        (*static_cast<Operation**>(object))[slot](object, 0, 0, 0, 0, 0, 0, 0);
-        names.push_back(g_Called);
+        names.push_back(NameInSlot(object, slot, g_Called));
     }
     return names;
 }
