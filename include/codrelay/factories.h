@@ -69,15 +69,16 @@ CODRELAY_API CDemuxerMemBase* Codrelay_DemuxerMem(int format, CDemuxerMemCallbac
 /// or a stream not to be had.
 CODRELAY_API CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param);
 
-/// A muxer into the file `fileName`, which is copied and not opened before `WriteHeader`. Otherwise as
+/// A muxer into the file `fileName`, which is copied and not opened before `WriteHeader`; null counts as an
+/// empty name. Otherwise as
 /// Codrelay_MuxerMem.
 CODRELAY_API CMuxerFileBase* Codrelay_MuxerFile(int format, MUXER_PARAM* param, const char* fileName);
 
 /// A transform from pictures of `inWidth` x `inHeight` in `inColorSpace` (a `CSP_*` id) to pictures of `outWidth` x
 /// `outHeight` in `outColorSpace`. `zoom`, which may be null, names a part of the input in percent; the part keeps the
-/// input's shape. A request that changes nothing gets a transform that hands its frames straight back. Empty, with lines
-/// on "codrelay" or "ffmpeg", if the output size is not allowed, the part lies outside the picture, or there is no such
-/// conversion.
+/// input's shape. A request that changes nothing gets a transform that hands its frames straight back. Empty, with
+/// lines on "codrelay" or "ffmpeg", if the output size is not allowed, the part lies outside the picture, or there is
+/// no such conversion.
 CODRELAY_API std::shared_ptr<CVideoTransformBase> Codrelay_VideoTransform(unsigned int inColorSpace, int inWidth,
                                                                           int inHeight,
                                                                           CVideoTransformBase::ZOOM_RECT* zoom,

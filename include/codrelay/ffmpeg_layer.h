@@ -50,8 +50,8 @@ CODRELAY_API std::set<int> GetFFmpegSupportedAudioEncoders();
 CODRELAY_API void SetFfmpegLogLevel(const std::string& level);
 
 /// The software transform, with the part of the input in pixels and no test of sizes. Otherwise as
-/// `Codrelay_VideoTransform`. Where neither size nor colour space change and nothing is cropped, `Transform` gives null.
-/// Throws std::length_error for a colour space without a format, where neither size nor colour space change.
+/// `Codrelay_VideoTransform`. Where neither size nor colour space change and nothing is cropped, `Transform` gives
+/// null. Throws std::length_error for a colour space without a format, where neither size nor colour space change.
 CODRELAY_API std::shared_ptr<CVideoTransformBase> NewFFmpegVideoTransform(unsigned int inColorSpace, int inWidth,
                                                                           int inHeight,
                                                                           CVideoTransformBase::CROP_RECT& crop,

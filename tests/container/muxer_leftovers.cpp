@@ -1,5 +1,5 @@
-// What a muxer leaves behind by design, and nothing else: FFmpeg's insides of the context and its streams, made when the
-// muxer is created and when its header is written, and the packets that are held back where no trailer follows.
+// What a muxer leaves behind by design, and nothing else: FFmpeg's insides of the context and its streams, made when
+// the muxer is created and when its header is written, and the packets that are held back where no trailer follows.
 
 // The sanitizer finds these from its own library.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
