@@ -26,6 +26,33 @@ TEST(Records, DemuxerPacket) {
     EXPECT_EQ(offsetof(DEMUXER_PACKET, keyFrame), 32u);
 }
 
+TEST(Records, MuxerParam) {
+    EXPECT_EQ(sizeof(MUXER_PARAM), 32u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, videoCodec), 0u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, audioCodec), 4u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, width), 8u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, height), 12u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, sampleRate), 16u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, channels), 20u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, audioBitRate), 24u);
+    EXPECT_EQ(offsetof(MUXER_PARAM, durationSec), 28u);
+}
+
+TEST(Records, TransformRectangles) {
+    using Zoom = CVideoTransformBase::ZOOM_RECT;
+    using Crop = CVideoTransformBase::CROP_RECT;
+    EXPECT_EQ(sizeof(Zoom), 16u);
+    EXPECT_EQ(offsetof(Zoom, left), 0u);
+    EXPECT_EQ(offsetof(Zoom, top), 4u);
+    EXPECT_EQ(offsetof(Zoom, right), 8u);
+    EXPECT_EQ(offsetof(Zoom, bottom), 12u);
+    EXPECT_EQ(sizeof(Crop), 16u);
+    EXPECT_EQ(offsetof(Crop, x), 0u);
+    EXPECT_EQ(offsetof(Crop, y), 4u);
+    EXPECT_EQ(offsetof(Crop, w), 8u);
+    EXPECT_EQ(offsetof(Crop, h), 12u);
+}
+
 class Frame : public CFrameBufferBase {
 public:
     unsigned char* GetData() override { return nullptr; }

@@ -155,6 +155,76 @@ TEST(Slots, OfFileDemuxer) {
                                                 "GetStreamType", "GetVideoStreamInfo", "GetAudioStreamInfo"}));
 }
 
+class MuxerFileProbe : public CMuxerFileBase {
+public:
+    void Delete() override { Called<int>("Delete"); }
+    int WriteHeader() override { return Called<int>("WriteHeader"); }
+    int WriteFrame(unsigned char*, int, int, long long) override { return Called<int>("WriteFrame"); }
+    int WriteSound(unsigned char*, int, long long) override { return Called<int>("WriteSound"); }
+    int WriteTrailer() override { return Called<int>("WriteTrailer"); }
+    long long GetFileSize() override { return Called<long long>("GetFileSize"); }
+};
+
+TEST(Slots, OfFileMuxer) {
+    MuxerFileProbe probe;
+    EXPECT_EQ(NamesFromSlot2(&probe, 6),
+              (Names{"Delete", "WriteHeader", "WriteFrame", "WriteSound", "WriteTrailer", "GetFileSize"}));
+}
+
+class MuxerMemProbe : public CMuxerMemBase {
+public:
+    void Delete() override { Called<int>("Delete"); }
+    int BeginWriteBuf() override { return Called<int>("BeginWriteBuf"); }
+    int GetWriteBuf(unsigned char*&) override { return Called<int>("GetWriteBuf"); }
+    void FreeWriteBuf(unsigned char*) override { Called<int>("FreeWriteBuf"); }
+    int WriteHeader() override { return Called<int>("WriteHeader"); }
+    int WriteFrame(unsigned char*, int, int, long long) override { return Called<int>("WriteFrame"); }
+    int WriteSound(unsigned char*, int, long long) override { return Called<int>("WriteSound"); }
+    int WriteTrailer() override { return Called<int>("WriteTrailer"); }
+};
+
+TEST(Slots, OfMemoryMuxer) {
+    MuxerMemProbe probe;
+    EXPECT_EQ(NamesFromSlot2(&probe, 8), (Names{"Delete", "BeginWriteBuf", "GetWriteBuf", "FreeWriteBuf", "WriteHeader",
+                                                "WriteFrame", "WriteSound", "WriteTrailer"}));
+}
+
+class DemuxerMemProbe : public CDemuxerMemBase {
+public:
+    int Create(const char*, CDemuxerMemCallback*) override { return Called<int>("Create"); }
+    void Destroy() override { Called<int>("Destroy"); }
+    void Delete() override { Called<int>("Delete"); }
+    bool WriteData(unsigned char*, unsigned int) override { return Called<bool>("WriteData"); }
+};
+
+TEST(Slots, OfMemoryDemuxer) {
+    DemuxerMemProbe probe;
+    EXPECT_EQ(NamesFromSlot2(&probe, 4), (Names{"Create", "Destroy", "Delete", "WriteData"}));
+}
+
+class DemuxerMemCallbackProbe : public CDemuxerMemCallback {
+public:
+    int OnVideoStream(int, int) override { return Called<int>("OnVideoStream"); }
+    int OnAudioStream(int, int, AUDIO_FORMAT*) override { return Called<int>("OnAudioStream"); }
+    int OnPacket(DEMUXER_PACKET*) override { return Called<int>("OnPacket"); }
+};
+
+TEST(Slots, OfMemoryDemuxerCallback) {
+    DemuxerMemCallbackProbe probe;
+    EXPECT_EQ(NamesFromSlot2(&probe, 3), (Names{"OnVideoStream", "OnAudioStream", "OnPacket"}));
+}
+
+class TransformProbe : public CVideoTransformBase {
+public:
+    unsigned int GetSupportedColorSpaces() override { return Called<unsigned int>("GetSupportedColorSpaces"); }
+    CFrameBufferBase* Transform(CFrameBufferBase*) override { return Called<CFrameBufferBase*>("Transform"); }
+};
+
+TEST(Slots, OfVideoTransform) {
+    TransformProbe probe;
+    EXPECT_EQ(NamesFromSlot2(&probe, 2), (Names{"GetSupportedColorSpaces", "Transform"}));
+}
+
 class LoggerProbe : public uvqlog::Logger {
 public:
     LoggerProbe() : Logger("probe", true) {}
