@@ -1,6 +1,7 @@
 #include "decode_command.h"
 
 #include <chrono>
+#include <cstdio>
 #include <deque>
 #include <iomanip>
 #include <iostream>
@@ -15,6 +16,7 @@
 #include "media_names.h"
 #include "packet_source.h"
 #include "picture_decoder.h"
+#include "picture_transform.h"
 #include "video_input.h"
 
 namespace {
@@ -26,6 +28,8 @@ struct DecodeOptions {
     VideoInputOptions input;
     std::string out;
     bool hashes = false;
+    std::optional<PicturePart> part;
+    std::optional<PictureSize> size;
     std::string colorSpace = "yuv420p";
     unsigned int rateLimit = 0;
     int hold = 0;
@@ -65,8 +69,11 @@ public:
           m_Session(options.input.logLevel),
           m_Input(FindVideoInput(m_Session, options.input)),
           m_Source(m_Session, options.input.file),
-          m_Decoder(m_Session,
-                    {m_Input.stream.codecId, ColorSpaceOfName(options.colorSpace), m_Input.size, options.allowResize}) {
+          m_Decoder(m_Session, {m_Input.stream.codecId, m_Input.size, options.allowResize}),
+          m_Transform(ColorSpaceOfName(options.colorSpace), options.part) {
+        if (options.size) {
+            CheckSizeAskedFor(*options.size);
+        }
         if (!options.out.empty()) {
             m_Out.emplace(options.out, options.input.file);
         }
@@ -128,11 +135,12 @@ private:
 
     void TakePicture(Picture picture) {
         ++m_Tally.pictures;
+        const Picture result = m_Transform.Apply(picture, m_Options.size.value_or(m_Transform.PartSize(picture.size)));
         if (m_Out) {
-            m_Out->Write(picture.frame->GetConstData(), picture.bytes);
+            m_Out->Write(result.frame->GetConstData(), result.bytes);
         }
         if (m_Hashes) {
-            m_Hashes->Add(picture);
+            m_Hashes->Add(result);
         }
         m_Held.push_back(std::move(picture));
         if (m_Held.size() > static_cast<std::size_t>(m_Options.hold)) {
@@ -156,6 +164,7 @@ private:
     VideoInput m_Input;
     PacketSource m_Source;
     PictureDecoder m_Decoder;
+    PictureTransform m_Transform;
     std::optional<OutputFile> m_Out;
     std::optional<HashList> m_Hashes;
     std::deque<Picture> m_Held;
@@ -169,15 +178,39 @@ void RunDecode(const DecodeOptions& options) {
     run.PrintSummary();
 }
 
+PicturePart ParsePart(const std::string& text) {
+    PicturePart part{};
+    int end = 0;
+    const int found =
+        std::sscanf(text.c_str(), "%3d,%3d,%3d,%3d%n", &part.left, &part.top, &part.right, &part.bottom, &end);
+    const bool whole = found == 4 && static_cast<std::size_t>(end) == text.size();
+    const auto span = [](int from, int to) { return from >= 0 && from < to && to <= 100; };
+    if (!whole || !span(part.left, part.right) || !span(part.top, part.bottom)) {
+        throw CLI::ValidationError("--crop", "'" + text + "' is not a part in percent such as 25,25,75,75");
+    }
+    return part;
+}
+
+void AddTransformOptions(CLI::App& command, DecodeOptions& options) {
+    command
+        .add_option_function<std::string>(
+            "--crop", [&options](const std::string& text) { options.part = ParsePart(text); },
+            "Take the part between these edges, in percent; it keeps the picture's shape, so that its height follows "
+            "from L and R")
+        ->option_text("L,T,R,B");
+    AddSizeOption(command, "--size", options.size, "Scale the pictures, or their part, to this size");
+    command.add_option("--csp", options.colorSpace, "The pixel format of the pictures")
+        ->check(CLI::IsMember(ColorSpaceNames()))
+        ->option_text("NAME");
+}
+
 void AddOptions(CLI::App& command, DecodeOptions& options) {
     AddVideoInputOptions(command, options.input);
     command.add_option("--out", options.out, "Write the pictures' bytes, one after the other")->option_text("FILE");
     command.add_flag("--hashes", options.hashes,
                      "Print number, time, width, height, bytes and MD5 of each picture, then their count and the SHA-1 "
                      "of all bytes");
-    command.add_option("--csp", options.colorSpace, "The pixel format of the pictures")
-        ->check(CLI::IsMember(ColorSpaceNames()))
-        ->option_text("NAME");
+    AddTransformOptions(command, options);
     command.add_option("--rate", options.rateLimit, "About so many pictures a second at most, by the packets' times")
         ->check(CLI::Range(1, 1000))
         ->option_text("N");

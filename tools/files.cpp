@@ -34,7 +34,7 @@ std::string ReadStart(const std::string& path) {
 
 }  // namespace
 
-std::uintmax_t CheckInputFile(const std::string& path) {
+std::string ReadFileStart(const std::string& path) {
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
     if (!std::filesystem::exists(status)) {
@@ -50,7 +50,11 @@ std::uintmax_t CheckInputFile(const std::string& path) {
     if (start.empty()) {
         throw Failure(path + ": is empty");
     }
-    if (IsText(start)) {
+    return start;
+}
+
+std::uintmax_t CheckInputFile(const std::string& path) {
+    if (IsText(ReadFileStart(path))) {
         throw Failure(path + ": is a text file, not a media file");
     }
     return std::filesystem::file_size(path);

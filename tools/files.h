@@ -6,6 +6,9 @@
 #include <memory>
 #include <string>
 
+/// The first bytes of a file, at least one; a path that does not lead to such a file is a `Failure`.
+std::string ReadFileStart(const std::string& path);
+
 /// Says what is wrong with an input before anybody tries to open it as media. Gives its size in bytes.
 std::uintmax_t CheckInputFile(const std::string& path);
 

@@ -7,11 +7,6 @@ namespace {
 
 constexpr std::size_t kPixelBytes = 3;
 
-/// The source pixel whose middle is nearest to that of target pixel `i`.
-std::size_t Nearest(int i, int targetSize, unsigned int sourceSize) {
-    return (2 * static_cast<std::size_t>(i) + 1) * sourceSize / (2 * static_cast<std::size_t>(targetSize));
-}
-
 }  // namespace
 
 Image::Image(int width, int height, Color background)
@@ -53,13 +48,12 @@ void Image::Darken(Rectangle area) {
     }
 }
 
-// The nearest source pixel for each target pixel, without smoothing. The library's own transforms will do this better.
-void Image::DrawScaled(const unsigned char* rgb, PictureSize size, Rectangle area) {
-    const Rectangle inside = Clip(area);
-    for (int y = inside.y; y < inside.y + inside.height; ++y) {
-        const unsigned char* row = rgb + Nearest(y - area.y, area.height, size.height) * size.width * kPixelBytes;
-        for (int x = inside.x; x < inside.x + inside.width; ++x) {
-            std::memcpy(At(x, y), row + Nearest(x - area.x, area.width, size.width) * kPixelBytes, kPixelBytes);
-        }
+void Image::DrawPicture(const unsigned char* rgb, PictureSize size, int x, int y) {
+    const Rectangle inside = Clip({x, y, static_cast<int>(size.width), static_cast<int>(size.height)});
+    for (int row = inside.y; row < inside.y + inside.height && inside.width > 0; ++row) {
+        const std::size_t skipped =
+            static_cast<std::size_t>(row - y) * size.width + static_cast<std::size_t>(inside.x - x);
+        std::memcpy(At(inside.x, row), rgb + skipped * kPixelBytes,
+                    static_cast<std::size_t>(inside.width) * kPixelBytes);
     }
 }

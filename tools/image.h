@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "picture_decoder.h"
+#include "picture.h"
 
 struct Color {
     unsigned char red;
@@ -30,8 +30,8 @@ public:
     void FillRectangle(Rectangle area, Color color);
     /// Brings what is in `area` half way to black.
     void Darken(Rectangle area);
-    /// Draws packed RGB of `size`, scaled to fill `area`.
-    void DrawScaled(const unsigned char* rgb, PictureSize size, Rectangle area);
+    /// Draws packed RGB of `size`; `x` and `y` are where its top left corner goes.
+    void DrawPicture(const unsigned char* rgb, PictureSize size, int x, int y);
 
 private:
     Rectangle Clip(Rectangle area) const;

@@ -44,7 +44,7 @@ LibrarySession::LibrarySession(const std::string& logLevel) {
     if (level != kLogLevels.end()) {
         m_Shown = level->severity;
     }
-    Codrelay_SetFfmpegLogLevel(m_Shown ? level->ffmpegLevel : "quiet");
+    Codrelay_SetFfmpegLogLevel(FfmpegLevel());
     uvqlog::SetThreshold(Threshold());
     uvqlog::SetSink([this](const uvqlog::LogEvent& event) { Hear(event); });
     Codrelay_Create(nullptr);
@@ -60,6 +60,12 @@ uvqlog::Severity LibrarySession::Threshold() const {
     return std::min(m_Shown.value_or(uvqlog::Severity::Info), uvqlog::Severity::Info);
 }
 
+const char* LibrarySession::FfmpegLevel() const {
+    const auto level = std::find_if(kLogLevels.begin(), kLogLevels.end(),
+                                    [this](const LogLevel& candidate) { return candidate.severity == m_Shown; });
+    return level != kLogLevels.end() ? level->ffmpegLevel : "quiet";
+}
+
 void LibrarySession::ListOffers(Listener listener) {
     const ScopedListener listening(*this, std::move(listener));
     uvqlog::SetThreshold(uvqlog::Severity::Trace);
@@ -72,8 +78,17 @@ LibrarySession::Listener LibrarySession::ReplaceListener(Listener listener) {
     return std::exchange(m_Listener, std::move(listener));
 }
 
+void LibrarySession::Mute(bool muted) {
+    Codrelay_SetFfmpegLogLevel(muted ? "quiet" : FfmpegLevel());
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    m_Muted = muted;
+}
+
 void LibrarySession::Hear(const uvqlog::LogEvent& event) {
     const std::lock_guard<std::mutex> lock(m_Mutex);
+    if (m_Muted) {
+        return;
+    }
     if (m_Shown && event.severity >= *m_Shown) {
         std::cerr << SeverityName(event.severity) << " " << event.logger << ": " << event.text << "\n";
     }

@@ -32,14 +32,33 @@ public:
     /// `listener` hears every line from Severity::Info up, until the next call. Gives the one before.
     Listener ReplaceListener(Listener listener);
 
+    /// While muted nobody hears anything, FFmpeg's own lines included.
+    void Mute(bool muted);
+
 private:
     /// What listeners are promised, or more where more is shown.
     uvqlog::Severity Threshold() const;
     void Hear(const uvqlog::LogEvent& event);
 
+    /// In FFmpeg's words.
+    const char* FfmpegLevel() const;
+
     std::optional<uvqlog::Severity> m_Shown;
     std::mutex m_Mutex;
     Listener m_Listener;
+    bool m_Muted = false;
+};
+
+/// Mutes for its own lifetime.
+class ScopedMute {
+public:
+    explicit ScopedMute(LibrarySession& session) : m_Session(session) { m_Session.Mute(true); }
+    ~ScopedMute() { m_Session.Mute(false); }
+    ScopedMute(const ScopedMute&) = delete;
+    ScopedMute& operator=(const ScopedMute&) = delete;
+
+private:
+    LibrarySession& m_Session;
 };
 
 /// Listens for its own lifetime; the listener before it is back afterwards.

@@ -4,11 +4,15 @@
 #include <new>
 #include <string>
 
+#include "audio_command.h"
 #include "decode_command.h"
+#include "encode_command.h"
 #include "failure.h"
 #include "info_command.h"
 #include "probe_command.h"
+#include "remux_command.h"
 #include "sheet_command.h"
+#include "transcode_command.h"
 
 namespace {
 
@@ -19,7 +23,11 @@ void AddCommands(CLI::App& app) {
     AddInfoCommand(app);
     AddProbeCommand(app);
     AddDecodeCommand(app);
+    AddEncodeCommand(app);
+    AddAudioCommand(app);
     AddSheetCommand(app);
+    AddRemuxCommand(app);
+    AddTranscodeCommand(app);
 }
 
 /// A full disk behind standard output shows at the last flush.
@@ -38,7 +46,7 @@ int Complain(const std::string& what) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Looks into media files and decodes them with the Codrelay library."};
+    CLI::App app{"Looks into media files, decodes and encodes them with the Codrelay library."};
     app.name("codrelay");
     app.set_version_flag("--version", "codrelay " CODRELAY_VERSION);
     app.require_subcommand(1);

@@ -9,7 +9,7 @@ constexpr int kPatience = 1000;
 }  // namespace
 
 PictureSizeFinder::PictureSizeFinder(LibrarySession& session, int codecId) : m_PacketsLeft(kPatience) {
-    m_Decoder.emplace(session, DecoderSetup{codecId, CSP_YUV420P, kUnlikelySize, true});
+    m_Decoder.emplace(session, DecoderSetup{codecId, kUnlikelySize, true});
 }
 
 void PictureSizeFinder::Feed(const DEMUXER_PACKET& packet) {

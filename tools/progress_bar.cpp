@@ -12,8 +12,10 @@ constexpr int kBarLength = 40;
 
 }  // namespace
 
-ProgressBar::ProgressBar(std::string label, std::uintmax_t total)
-    : m_Label(std::move(label)), m_Total(std::max<std::uintmax_t>(total, 1)), m_Visible(isatty(STDERR_FILENO) == 1) {}
+ProgressBar::ProgressBar(std::string label, std::uintmax_t total, bool wanted)
+    : m_Label(std::move(label)),
+      m_Total(std::max<std::uintmax_t>(total, 1)),
+      m_Visible(wanted && isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
     if (m_DrawnPercent >= 0) {

@@ -6,7 +6,8 @@
 /// A bar on stderr where that is a terminal, and nothing otherwise. The line is wiped when the bar goes.
 class ProgressBar {
 public:
-    ProgressBar(std::string label, std::uintmax_t total);
+    /// `wanted` is false where other lines go to stderr meanwhile.
+    ProgressBar(std::string label, std::uintmax_t total, bool wanted = true);
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;

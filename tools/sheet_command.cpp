@@ -21,6 +21,7 @@
 #include "library_session.h"
 #include "packet_source.h"
 #include "picture_decoder.h"
+#include "picture_transform.h"
 #include "sheet_layout.h"
 #include "video_input.h"
 
@@ -125,7 +126,7 @@ public:
           m_Packets(CountPackets(m_Session, options.input.file, m_Input.stream.index)),
           m_Picker(m_Packets, options.columns * options.rows),
           m_Layout(Columns(), options.width, m_Input.size),
-          m_Decoder(m_Session, {m_Input.stream.codecId, CSP_RGB24, m_Input.size, true}),
+          m_Decoder(m_Session, {m_Input.stream.codecId, m_Input.size, true}),
           m_Out(options.out, options.input.file) {}
 
     void Run() {
@@ -167,7 +168,8 @@ private:
             ++m_Pictures;
             const long long time = m_Clock.PictureOut();
             if (m_Picker.Wants(number)) {
-                m_Cells.push_back(m_Layout.DrawCell(picture.frame->GetConstData(), picture.size, ClockText(time)));
+                const Picture fitting = m_Transform.Apply(picture, m_Layout.SizeInCell(picture.size));
+                m_Cells.push_back(m_Layout.DrawCell(fitting.frame->GetConstData(), fitting.size, ClockText(time)));
             }
         }
     }
@@ -179,6 +181,7 @@ private:
     EvenPicker m_Picker;
     SheetLayout m_Layout;
     PictureDecoder m_Decoder;
+    PictureTransform m_Transform{CSP_RGB24};
     OutputFile m_Out;
     PictureClock m_Clock;
     long long m_Number = 0;

@@ -11,14 +11,6 @@ constexpr int kLabelMargin = 4;
 constexpr Color kBackground{24, 26, 30};
 constexpr Color kLabelColor{255, 255, 255};
 
-/// `size` scaled into `width` by `height`, its shape kept.
-Rectangle FitInto(int width, int height, PictureSize size) {
-    const double scale = std::min(width / static_cast<double>(size.width), height / static_cast<double>(size.height));
-    const int fitWidth = std::clamp(static_cast<int>(size.width * scale + 0.5), 1, width);
-    const int fitHeight = std::clamp(static_cast<int>(size.height * scale + 0.5), 1, height);
-    return {(width - fitWidth) / 2, (height - fitHeight) / 2, fitWidth, fitHeight};
-}
-
 void DrawLabel(Image& cell, const std::string& label) {
     const BitmapFont font{std::max(1, cell.Width() / 150)};
     const int margin = kLabelMargin * font.scale / 2;
@@ -48,9 +40,20 @@ PictureSize SheetLayout::SheetSize(int rows) const {
     return {static_cast<unsigned int>(m_Width), static_cast<unsigned int>(rows * (m_CellHeight + kGap) + kGap)};
 }
 
+PictureSize SheetLayout::SizeInCell(PictureSize size) const {
+    const double scale =
+        std::min(m_CellWidth / static_cast<double>(size.width), m_CellHeight / static_cast<double>(size.height));
+    const auto fit = [scale](unsigned int side, int room) {
+        return static_cast<unsigned int>(std::clamp(static_cast<int>(side * scale + 0.5), 1, room));
+    };
+    return {fit(size.width, m_CellWidth), fit(size.height, m_CellHeight)};
+}
+
 Image SheetLayout::DrawCell(const unsigned char* rgb, PictureSize size, const std::string& label) const {
     Image cell(m_CellWidth, m_CellHeight, Color{0, 0, 0});
-    cell.DrawScaled(rgb, size, FitInto(m_CellWidth, m_CellHeight, size));
+    const int left = (m_CellWidth - static_cast<int>(size.width)) / 2;
+    const int top = (m_CellHeight - static_cast<int>(size.height)) / 2;
+    cell.DrawPicture(rgb, size, left, top);
     DrawLabel(cell, label);
     return cell;
 }
@@ -64,7 +67,7 @@ Image SheetLayout::Assemble(const std::vector<Image>& cells) const {
         const int x = (m_Width - used) / 2 + kGap + number % m_Columns * (m_CellWidth + kGap);
         const int y = kGap + number / m_Columns * (m_CellHeight + kGap);
         const PictureSize size{static_cast<unsigned int>(cell.Width()), static_cast<unsigned int>(cell.Height())};
-        sheet.DrawScaled(cell.Data(), size, {x, y, m_CellWidth, m_CellHeight});
+        sheet.DrawPicture(cell.Data(), size, x, y);
         ++number;
     }
     return sheet;

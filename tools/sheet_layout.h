@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "image.h"
-#include "picture_decoder.h"
+#include "picture.h"
 
 /// Where each picture of a contact sheet goes, and the drawing of it. All pictures get cells of one shape, that of the
 /// first; one of another shape stands in the middle of its cell.
@@ -18,7 +18,9 @@ public:
 
     /// The size of a sheet of so many rows.
     PictureSize SheetSize(int rows) const;
-    /// Scales packed RGB into a picture for one cell, with `label` in its corner.
+    /// The size of a picture that is scaled to fill a cell, its shape kept.
+    PictureSize SizeInCell(PictureSize size) const;
+    /// Puts packed RGB of a size that fits in the middle of a cell, with `label` in the cell's corner.
     Image DrawCell(const unsigned char* rgb, PictureSize size, const std::string& label) const;
     /// Puts the cells in rows.
     Image Assemble(const std::vector<Image>& cells) const;

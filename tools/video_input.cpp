@@ -9,14 +9,14 @@
 
 namespace {
 
-PictureSize ParseFrameSize(const std::string& text) {
+PictureSize ParseSize(const std::string& option, const std::string& text) {
     PictureSize size;
     int end = 0;
     const int found = std::sscanf(text.c_str(), "%5u%*1[x]%5u%n", &size.width, &size.height, &end);
     const bool whole = found == 2 && static_cast<std::size_t>(end) == text.size();
     const auto fits = [](unsigned int side) { return side > 0 && side <= 65535; };
     if (!whole || !fits(size.width) || !fits(size.height)) {
-        throw CLI::ValidationError("--frame-size", "'" + text + "' is not a size such as 176x144");
+        throw CLI::ValidationError(option, "'" + text + "' is not a size such as 176x144");
     }
     return size;
 }
@@ -65,13 +65,17 @@ void AddLogOption(CLI::App& command, std::string& logLevel) {
         ->option_text("LEVEL");
 }
 
-void AddVideoInputOptions(CLI::App& command, VideoInputOptions& options) {
-    command.add_option("FILE", options.file, "The media file")->required();
+void AddSizeOption(CLI::App& command, const std::string& name, std::optional<PictureSize>& size,
+                   const std::string& help) {
     command
         .add_option_function<std::string>(
-            "--frame-size", [&options](const std::string& text) { options.frameSize = ParseFrameSize(text); },
-            "The picture size, for a stream that does not carry it")
+            name, [name, &size](const std::string& text) { size = ParseSize(name, text); }, help)
         ->option_text("WxH");
+}
+
+void AddVideoInputOptions(CLI::App& command, VideoInputOptions& options, const std::string& fileName) {
+    command.add_option(fileName, options.file, "The media file")->required();
+    AddSizeOption(command, "--frame-size", options.frameSize, "The picture size, for a stream that does not carry it");
     AddLogOption(command, options.logLevel);
 }
 

@@ -17,7 +17,11 @@ struct VideoInputOptions {
 
 /// Adds `--log LEVEL`.
 void AddLogOption(CLI::App& command, std::string& logLevel);
-void AddVideoInputOptions(CLI::App& command, VideoInputOptions& options);
+/// Adds an option that takes a size such as 176x144.
+void AddSizeOption(CLI::App& command, const std::string& name, std::optional<PictureSize>& size,
+                   const std::string& help);
+/// `fileName` is how the help calls the file.
+void AddVideoInputOptions(CLI::App& command, VideoInputOptions& options, const std::string& fileName = "FILE");
 
 /// The first video stream of a file, and the size of its pictures.
 struct VideoInput {

@@ -25,7 +25,8 @@ void PrintTo(const BadInput& input, std::ostream* out) {
 class BadInputs : public testing::TestWithParam<std::tuple<const char*, BadInput>> {};
 
 std::string Arguments(const std::string& command, const std::string& input, const ScratchFolder& scratch) {
-    return command + " " + Quoted(input) + (command == "sheet" ? " " + scratch.Path("out.png") : "");
+    return command + " " + Quoted(input) +
+           (command == "sheet" || command == "encode" ? " " + scratch.Path("out.png") : "");
 }
 
 std::string NameOfBadInput(const testing::TestParamInfo<std::tuple<const char*, BadInput>>& test) {
@@ -55,7 +56,7 @@ TEST_P(BadInputs, EndWithOneAndOneLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Files, BadInputs,
-    Combine(Values("probe", "decode", "sheet"),
+    Combine(Values("probe", "decode", "encode", "sheet"),
             Values(BadInput{"Missing", "true", "No such file or directory"},
                    BadInput{"Directory", "mkdir $f", "is a directory"}, BadInput{"Empty", ": >$f", "is empty"},
                    BadInput{"Pipe", "mkfifo $f", "is not a regular file"},
@@ -72,7 +73,7 @@ TEST(BadInput, AMovieThatIsCutShortIsTold) {
     const std::string path = scratch.Path("cut.mp4");
     RunCommand("ffmpeg -nostdin -v error -i " + Clip("demux_film.mp4") + " -c copy -movflags +faststart " +
                scratch.Path("whole.mp4") + " && head -c 20000 " + scratch.Path("whole.mp4") + " >" + path);
-    for (const char* command : {"probe", "decode", "sheet"}) {
+    for (const char* command : {"probe", "decode", "encode", "sheet"}) {
         const ProcessResult run = RunCodrelay(Arguments(command, path, scratch));
         EXPECT_EQ(run.exitCode, 1);
         EXPECT_THAT(run.err,
@@ -86,6 +87,7 @@ TEST(BadInput, AFileWithoutVideoIsNotDecoded) {
     const ScratchFolder scratch;
     const std::string path = Clip("demux_sound.wav");
     ExpectComplaint(Arguments("decode", path, scratch), path + ": has no video stream");
+    ExpectComplaint(Arguments("encode", path, scratch), path + ": has no video stream");
     ExpectComplaint(Arguments("sheet", path, scratch), path + ": has no video stream");
 }
 
@@ -135,11 +137,19 @@ TEST(BadOutput, OfSheetEndsWithOneAndOneLine) {
     ExpectComplaint(sheet + "/dev/full", "/dev/full: cannot be written: No space left on device");
 }
 
+TEST(BadOutput, OfEncodeEndsWithOneAndOneLine) {
+    const std::string encode = "encode " + Quoted(Clip("mpeg4.avi")) + " ";
+    ExpectComplaint(encode + "/no/such/folder/out.264",
+                    "/no/such/folder/out.264: cannot be written: No such file or directory");
+    ExpectComplaint(encode + "/dev/full", "/dev/full: cannot be written: No space left on device");
+}
+
 TEST(BadOutput, TheInputIsNotWrittenOver) {
     const ScratchFolder scratch;
     const std::string path = scratch.Path("film.avi");
     std::filesystem::copy_file(Clip("mpeg4.avi"), path);
     ExpectComplaint("decode " + path + " --out " + path, path + ": is the input; it would be written over");
+    ExpectComplaint("encode " + path + " " + path, path + ": is the input; it would be written over");
     ExpectComplaint("sheet " + path + " " + path, path + ": is the input; it would be written over");
     EXPECT_EQ(ReadFile(path), ReadFile(Clip("mpeg4.avi")));
 }

@@ -59,22 +59,18 @@ TEST(ImageTest, DarkeningHalves) {
     EXPECT_THAT(Rows(image), ElementsAre("848"));
 }
 
-TEST(ImageTest, ReductionTakesTheNearestPixel) {
-    Image image(2, 2, kBlack);
-    image.DrawScaled(Grey({1, 2, 3, 4, 5, 6, 7, 8, 9, 1, 2, 3, 4, 5, 6, 7}).data(), {4, 4}, {0, 0, 2, 2});
-    EXPECT_THAT(Rows(image), ElementsAre("68", "57"));
-}
-
-TEST(ImageTest, EnlargementRepeatsPixels) {
-    Image image(6, 2, kBlack);
-    image.DrawScaled(Grey({1, 2, 3}).data(), {3, 1}, {0, 0, 6, 2});
-    EXPECT_THAT(Rows(image), ElementsAre("112233", "112233"));
+TEST(ImageTest, APictureIsDrawnWhereItIsToGo) {
+    Image image(4, 3, kBlack);
+    image.DrawPicture(Grey({1, 2, 3, 4}).data(), {2, 2}, 1, 1);
+    EXPECT_THAT(Rows(image), ElementsAre("....", ".12.", ".34."));
 }
 
 TEST(ImageTest, WhatFallsOutsideIsCutOff) {
-    Image image(2, 1, kBlack);
-    image.DrawScaled(Grey({1, 2, 3, 4}).data(), {4, 1}, {-1, 0, 4, 1});
-    EXPECT_THAT(Rows(image), ElementsAre("23"));
+    Image image(2, 2, kBlack);
+    image.DrawPicture(Grey({1, 2, 3, 4, 5, 6, 7, 8}).data(), {4, 2}, -1, 1);
+    image.DrawPicture(Grey({9, 9}).data(), {1, 2}, 7, 0);
+    image.DrawPicture(Grey({9, 9}).data(), {1, 2}, 0, -5);
+    EXPECT_THAT(Rows(image), ElementsAre("..", "23"));
 }
 
 TEST(BitmapFontTest, DrawsDigitsAndMarks) {
@@ -146,9 +142,20 @@ TEST(SheetLayoutTest, VeryTallAndVeryFlatPicturesStayInReason) {
     EXPECT_EQ(SheetLayout(3, 632, {8192, 1}).SheetSize(1), (PictureSize{632, 1 + 2 * 8}));
 }
 
+TEST(SheetLayoutTest, PicturesFillTheirCellsAndKeepTheirShape) {
+    const SheetLayout layout(3, 632, {320, 240});
+    EXPECT_EQ(layout.SizeInCell({320, 240}), (PictureSize{200, 150}));
+    EXPECT_EQ(layout.SizeInCell({40, 30}), (PictureSize{200, 150}));
+    EXPECT_EQ(layout.SizeInCell({640, 360}), (PictureSize{200, 113}));
+    EXPECT_EQ(layout.SizeInCell({100, 200}), (PictureSize{75, 150}));
+    EXPECT_EQ(layout.SizeInCell({8192, 1}), (PictureSize{200, 1}));
+}
+
 TEST(SheetLayoutTest, AWidePictureStandsInTheMiddleOfItsCell) {
     const SheetLayout layout(1, 40, {4, 4});
-    const std::vector<std::string> rows = Rows(layout.DrawCell(Grey({9, 9}).data(), {2, 1}, ""));
+    ASSERT_EQ(layout.SizeInCell({2, 1}), (PictureSize{24, 12}));
+    const std::vector<unsigned char> picture = Grey(std::vector<unsigned char>(24 * 12, 9));
+    const std::vector<std::string> rows = Rows(layout.DrawCell(picture.data(), {24, 12}, ""));
     ASSERT_EQ(rows.size(), 24u);
     // The label's box is on the right.
     EXPECT_EQ(rows[5].substr(0, 12), std::string(12, '.'));

@@ -23,15 +23,20 @@ TEST_P(WrongUsage, ExitsWithTwoAndSaysWhyOnStderr) {
     EXPECT_THAT(run.err, HasSubstr("--help"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Arguments, WrongUsage,
-                         Values("", "dance", "--loud", "info more", "probe", "probe --jason x", "decode",
-                                "decode x --csp nv12", "decode x --csp RGB24", "decode x --hold 8",
-                                "decode x --hold -1", "decode x --rate fast", "decode x --rate 0",
-                                "decode x --log loud", "decode x --out", "decode x --frame-size 640",
-                                "decode x --frame-size 0x480", "decode x --frame-size 640x480x",
-                                "decode x --frame-size -1x480", "decode x --frame-size 65536x1", "sheet x",
-                                "sheet x y --columns 0", "sheet x y --rows none", "sheet x y --width 7",
-                                "sheet x y --columns 64 --width 640"));
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, WrongUsage,
+    Values("", "dance", "--loud", "info more", "probe", "probe --jason x", "decode", "decode x --csp nv12",
+           "decode x --csp RGB24", "decode x --hold 8", "decode x --hold -1", "decode x --rate fast",
+           "decode x --rate 0", "decode x --log loud", "decode x --out", "decode x --frame-size 640",
+           "decode x --frame-size 0x480", "decode x --frame-size 640x480x", "decode x --frame-size -1x480",
+           "decode x --frame-size 65536x1", "decode x --size 640", "decode x --size 0x480", "decode x --crop 1,2,3",
+           "decode x --crop 1,2,3,4,5", "decode x --crop a,b,c,d", "decode x --crop 50,0,50,100",
+           "decode x --crop 0,60,100,50", "decode x --crop -1,0,50,50", "decode x --crop 0,0,101,100", "encode",
+           "encode x", "encode x y z", "encode x y --codec h265", "encode x y --codec H264", "encode x y --bitrate 0",
+           "encode x y --bitrate 4294967296", "encode x y --fps 0", "encode x y --fps fast",
+           "encode x y --key-interval -1", "encode x y --key-interval 301", "encode x y --size 320", "sheet x",
+           "sheet x y --columns 0", "sheet x y --rows none", "sheet x y --width 7",
+           "sheet x y --columns 64 --width 640"));
 
 TEST_P(Help, HasAnExample) {
     const ProcessResult run = RunCodrelay(std::string(GetParam()) + " --help");
@@ -40,7 +45,7 @@ TEST_P(Help, HasAnExample) {
     EXPECT_THAT(run.err, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, Help, Values("", "info", "probe", "decode", "sheet"));
+INSTANTIATE_TEST_SUITE_P(Commands, Help, Values("", "info", "probe", "decode", "encode", "sheet"));
 
 TEST(Usage, VersionIsTold) {
     const ProcessResult run = RunCodrelay("--version");
@@ -95,6 +100,17 @@ TEST(Terminal, TheBarIsWipedBeforeTheSummary) {
     const ProcessResult run = RunCommand("script -qec '" + command + "' /dev/null");
     EXPECT_THAT(run.out, HasSubstr("\rdecoding [###"));
     EXPECT_THAT(run.out, HasSubstr("%\r\033[Kpackets in 50, pictures out 50"));
+}
+
+TEST(Terminal, ABarShowsHowFarEncodingIs) {
+    const ScratchFolder scratch;
+    const std::string film = CODRELAY_COMMAND " encode " + Clip("mpeg4.avi") + " " + scratch.Path("out.264");
+    EXPECT_THAT(RunCommand("script -qec '" + film + "' /dev/null").out, HasSubstr("%\r\033[Kpictures 50 (1 key)"));
+    RunCommand("ffmpeg -nostdin -v error -i " + Clip("mpeg4.avi") + " " + scratch.Path("in.y4m"));
+    const std::string y4m = CODRELAY_COMMAND " encode " + scratch.Path("in.y4m") + " " + scratch.Path("out.264");
+    const std::string shown = RunCommand("script -qec '" + y4m + "' /dev/null").out;
+    EXPECT_THAT(shown, HasSubstr("\rencoding [###"));
+    EXPECT_THAT(shown, HasSubstr("%\r\033[Kpictures 50 (1 key)"));
 }
 
 TEST(Terminal, LogLinesStandWithoutABar) {
