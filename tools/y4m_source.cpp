@@ -53,6 +53,9 @@ Y4mSource::Y4mSource(LibrarySession& session, const std::string& path)
     if (m_Size.width == 0 || m_Size.height == 0) {
         throw Failure(path + ": its first line does not tell the picture size");
     }
+    if (PictureBytes(CSP_YUV420P, m_Size) > m_Bytes) {
+        throw Failure(path + ": is too short for a picture of " + SizeText(m_Size));
+    }
 }
 
 std::string Y4mSource::ReadLine() {
@@ -108,9 +111,6 @@ bool Y4mSource::ReadPicture(unsigned char* bytes, std::size_t size, long long nu
 
 void Y4mSource::ReadAll(const Taker& taker) {
     const std::size_t size = PictureBytes(CSP_YUV420P, m_Size);
-    if (size > m_Bytes) {
-        throw Failure(m_Path + ": is too short for a picture of " + SizeText(m_Size));
-    }
     ProgressBar progress("encoding", m_Bytes, m_Session.IsSilent());
     const Picture picture{std::make_shared<MemoryPicture>(size), m_Size, size};
     for (long long number = 0; ReadPicture(picture.frame->GetData(), size, number); ++number) {
