@@ -54,16 +54,17 @@ std::vector<PeerStream> PeerStreams(const std::string& path) {
     for (std::string line; std::getline(heads, line);) {
         const std::vector<std::string> fields = Fields(line);
         if (fields.size() >= 3) {
-            byIndex[std::stoi(fields[0])] = {fields[1], fields[2] == "video", {}, {}};
+            byIndex[std::stoi(fields[0])] = {fields[1], fields[2] == "video", {}, {}, 0};
         }
     }
-    std::istringstream packets(Probe("-show_entries packet=stream_index,pts,dts -of csv=p=0", path));
+    std::istringstream packets(Probe("-show_entries packet=stream_index,pts,dts,size -of csv=p=0", path));
     for (std::string line; std::getline(packets, line);) {
         const std::vector<std::string> fields = Fields(line);
-        if (fields.size() >= 3) {
+        if (fields.size() >= 4) {
             PeerStream& stream = byIndex.at(std::stoi(fields[0]));
             stream.pts.push_back(std::stoll(fields[1] == "N/A" ? fields[2] : fields[1]));
             stream.dts.push_back(std::stoll(fields[2]));
+            stream.bytes += std::stoll(fields[3]);
         }
     }
     std::vector<PeerStream> streams;
@@ -71,6 +72,23 @@ std::vector<PeerStream> PeerStreams(const std::string& path) {
         streams.insert(stream.isVideo ? streams.begin() : streams.end(), std::move(stream));
     }
     return streams;
+}
+
+std::vector<std::string> PeerCodecs(const std::string& path) {
+    std::istringstream lines(
+        RunCommand("ffprobe -v quiet -show_entries stream=index,codec_name,codec_type -of csv=p=0 '" + path + "'").out);
+    std::map<int, std::string> byIndex;
+    for (std::string line; std::getline(lines, line);) {
+        const std::vector<std::string> fields = Fields(line);
+        if (fields.size() >= 3) {
+            byIndex[std::stoi(fields[0])] = fields[1];
+        }
+    }
+    std::vector<std::string> codecs;
+    for (const auto& [index, codec] : byIndex) {
+        codecs.push_back(codec);
+    }
+    return codecs;
 }
 
 std::string PeerDecodeErrors(const std::string& path) {

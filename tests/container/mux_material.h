@@ -19,10 +19,15 @@ struct PeerStream {
     /// In ticks of the stream, in the order of the file; the decoding time where a container has no other.
     std::vector<long long> pts;
     std::vector<long long> dts;
+    /// All packets together.
+    long long bytes;
 };
 
 /// All streams of a file by the ffprobe command, video first. Throws where it complains.
 std::vector<PeerStream> PeerStreams(const std::string& path);
+
+/// The codecs of a file's streams by the ffprobe command, in the order of the file, whatever it complains.
+std::vector<std::string> PeerCodecs(const std::string& path);
 
 /// What the ffmpeg command says at its error level while it decodes the whole file; empty is well.
 std::string PeerDecodeErrors(const std::string& path);

@@ -158,6 +158,7 @@ A 44100 1 -c:a libmp3lame -b:a 32k -reservoir 0 -id3v2_version 0 -write_xing 0 m
 A 44100 1 -c:a pcm_s16le mux_s16le.wav
 A 8000 1 -c:a pcm_mulaw mux_mulaw.wav
 A 8000 1 -c:a pcm_alaw mux_alaw.wav
+A 44100 1 -c:a adpcm_ima_wav mux_ima.wav
 
 # For the memory demuxer: containers that can be read without seeking.
 F 160x120 2 -f lavfi -i sine=d=2 -c:v mpeg4 -c:a libmp3lame demux_memory.asf
