@@ -8,6 +8,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+scripts=$(project_root)/scripts
 version=4.3.7
 debian_version=7:$version-0+deb11u1
 debian_suite=bullseye
@@ -21,17 +22,10 @@ configure_flags=(
     --enable-libopencore-amrnb --enable-libopencore-amrwb --enable-zlib
 )
 
-# The library finds formats by long name; these are the names that its tables hold. One rule a line: file|old|new.
-long_names='flvenc.c|FLV (Flash Video)|FLV format
-movenc.c|3GP (3GPP file format)|3GP format
-movenc.c|3GP2 (3GPP2 file format)|3GP2 format
-matroskaenc.c|WebM|WebM file format
-mpegtsenc.c|MPEG-TS (MPEG-2 Transport Stream)|MPEG-2 transport stream format
-wavdec.c|WAV / WAVE (Waveform Audio)|WAV format
-asfdec_f.c|ASF (Advanced / Active Streaming Format)|ASF format'
-
+# What makes the build what it is; the name of its folder in the cache carries the sum.
 recipe_hash() {
-    printf '%s\n' "$tarball_sha256" "${configure_flags[@]}" "$long_names" "$(uname -m)" | sha256sum | cut -c1-12
+    printf '%s\n' "$tarball_sha256" "${configure_flags[@]}" "$("$scripts/rename-formats.sh" --list)" "$(uname -m)" |
+        sha256sum | cut -c1-12
 }
 
 cache=$(cache_root)
@@ -72,15 +66,6 @@ fetch_tarball() {
     printf '%s\n' "$tarball"
 }
 
-set_long_names() {
-    local file old new
-    while IFS='|' read -r file old new; do
-        sed -i "s|NULL_IF_CONFIG_SMALL(\"$old\")|NULL_IF_CONFIG_SMALL(\"$new\")|" "libavformat/$file"
-        [ "$(grep -cF "NULL_IF_CONFIG_SMALL(\"$new\")" "libavformat/$file")" = 1 ] ||
-            die "the format name \"$old\" does not stand exactly once in libavformat/$file" "restore this script's list of names"
-    done <<<"$long_names"
-}
-
 run_logged() {
     local log=$1
     shift
@@ -103,7 +88,7 @@ build() {
     say "unpacking"
     tar -xf "$tarball" -C "$work"
     cd "$work/ffmpeg-$version"
-    set_long_names
+    "$scripts/rename-formats.sh" .
     say "configuring FFmpeg $version"
     run_logged "$log" ./configure --prefix="$prefix" "${configure_flags[@]}"
     say "compiling FFmpeg $version (some minutes; log in $log)"
