@@ -81,7 +81,8 @@ build() {
     # What an interrupted build left behind.
     rm -rf "$cache"/ffmpeg-build.* "$prefix"
     work=$(mktemp -d "$cache/ffmpeg-build.XXXXXX")
-    trap 'rm -rf "$work"' EXIT
+    # Runs when this function's variables are gone.
+    trap 'rm -rf "$cache"/ffmpeg-build.*' EXIT
     : >"$log"
     local tarball
     tarball=$(fetch_tarball "$work")
