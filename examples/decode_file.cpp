@@ -19,7 +19,8 @@ int main(int argc, char** argv) {
     player.decoder->CreateDecoder(CSP_YUV420P, 640, 360, nullptr);
     std::unique_ptr<CDemuxerFileBase> file(Codrelay_DemuxerFile(0));
     if (argc == 2 && file->Open(argv[1], &player))
-        while (file->ReadNextFrame() == 1) continue;
+        while (file->ReadNextFrame() == 1)
+            continue;
     player.decoder->DestroyDecoder();
     player.decoder->Delete();
     Codrelay_Destroy();
