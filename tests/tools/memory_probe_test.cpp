@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -172,6 +173,20 @@ TEST(MemoryProbeEnd, SilenceIsNotTakenForTheEnd) {
     ExpectPlainPackets("wav", Made(scratch, "told.wav", "-f lavfi -i anullsrc=d=2 told.wav"));
 }
 
+// Whatever level it has: what is written behind it must not look like more of it.
+TEST(MemoryProbeEnd, AConstantIsNotTakenForTheEnd) {
+    const ScratchFolder scratch;
+    std::vector<unsigned char> head = ReadFile(Clip("demux_sound.wav"));
+    head.resize(head.size() - 88200);
+    for (int level = 0x90; level <= 0xbf; ++level) {
+        std::vector<unsigned char> bytes = head;
+        bytes.resize(head.size() + 88200, static_cast<unsigned char>(level));
+        std::ofstream(scratch.Path("constant.wav"), std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        ExpectPlainPackets("wav", scratch.Path("constant.wav"));
+    }
+}
+
 TEST(MemoryProbeEnd, TheLastPacketIsNotPadded) {
     const ScratchFolder scratch;
     const std::string path =
@@ -255,4 +270,5 @@ TEST_P(WrongMemoryProbe, ExitsWithTwo) {
 
 INSTANTIATE_TEST_SUITE_P(Arguments, WrongMemoryProbe,
                          Values("probe --memory x", "probe --format wav x", "probe --chunk 5 x",
-                                "probe --memory --format wav --chunk 0 x", "probe --memory --format wav"));
+                                "probe --memory --format wav --chunk 0 x",
+                                "probe --memory --format wav --chunk 16777217 x", "probe --memory --format wav"));
