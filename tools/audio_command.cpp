@@ -1,6 +1,5 @@
 #include "audio_command.h"
 
-#include <algorithm>
 #include <chrono>
 #include <iomanip>
 #include <iostream>
@@ -30,13 +29,11 @@ struct AudioOptions {
 };
 
 StreamInfo FirstAudioStream(const PacketSource& source, const std::string& file) {
-    const auto& streams = source.Streams();
-    const auto found = std::find_if(streams.begin(), streams.end(),
-                                    [](const StreamInfo& stream) { return stream.type == StreamType::Audio; });
-    if (found == streams.end()) {
+    const auto audio = source.First(StreamType::Audio);
+    if (!audio) {
         throw Failure(file + ": has no audio stream");
     }
-    return *found;
+    return *audio;
 }
 
 AUDIO_FORMAT FormatAskedFor(const AudioOptions& options, const AUDIO_FORMAT& decoded) {

@@ -40,8 +40,8 @@ std::vector<unsigned char>& EndFiller::Make() {
     return m_Filler;
 }
 
-/// Bytes at random rather than zeros: zeros could be silence. The first is none of the data's last ones, so that it does
-/// not go on with what they repeat.
+/// Bytes at random rather than zeros: zeros could be silence. The first is none of the data's last ones, so that it
+/// does not go on with what they repeat.
 std::vector<unsigned char> EndFiller::MakeMarks(std::size_t size) const {
     std::vector<unsigned char> marks(size);
     std::minstd_rand random(1);

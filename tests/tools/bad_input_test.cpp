@@ -86,9 +86,10 @@ TEST(BadInput, AMovieThatIsCutShortIsTold) {
 TEST(BadInput, AFileWithoutVideoIsNotDecoded) {
     const ScratchFolder scratch;
     const std::string path = Clip("demux_sound.wav");
-    ExpectComplaint(Arguments("decode", path, scratch), path + ": has no video stream");
-    ExpectComplaint(Arguments("encode", path, scratch), path + ": has no video stream");
-    ExpectComplaint(Arguments("sheet", path, scratch), path + ": has no video stream");
+    for (const char* command : {"decode", "encode", "sheet"}) {
+        ExpectComplaint(Arguments(command, path, scratch),
+                        path + ": has no video stream; codrelay audio decodes its sound");
+    }
 }
 
 TEST(BadInput, VideoOfAnUnknownCodecIsNotDecoded) {
@@ -109,6 +110,10 @@ TEST(BadInput, AFileThatMayNotBeReadIsTold) {
         path);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.err, "codrelay: " + path + ": cannot be read: Permission denied\n");
+}
+
+TEST(BadInput, TheComplaintIsOneLineWhateverTheName) {
+    ExpectComplaint("probe '/no/such\nfile'", "/no/such?file: No such file or directory");
 }
 
 TEST(BadInput, NamesThatFfmpegWouldMisreadAreNames) {
