@@ -84,6 +84,7 @@ void CheckCodecs(const ContainerFormat& format, int videoCodec, int audioCodec) 
         throw Failure(std::string(format.name) + " does not take " + VideoCodecName(videoCodec) + " video");
     }
     if (audioCodec != -1 && !Holds(format.audioCodecs, audioCodec)) {
-        throw Failure(std::string(format.name) + " does not take " + AudioCodecName(audioCodec) + " sound");
+        throw Failure(std::string(format.name) + " does not take " + AudioCodecName(audioCodec) +
+                      " sound; transcode --audio none leaves it out");
     }
 }

@@ -26,7 +26,8 @@ public:
         PlanVideo();
         PlanSound();
         if (m_Plan.video == Treatment::None && m_Plan.sound == Treatment::None) {
-            throw Failure(m_Options.input.file + ": nothing of it is left to write");
+            throw Failure(m_Plan.soundLeftOut.empty() ? m_Options.input.file + ": nothing of it is left to write"
+                                                      : m_Plan.soundLeftOut);
         }
         return m_Plan;
     }
