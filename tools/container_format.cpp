@@ -9,7 +9,8 @@
 
 namespace {
 
-// What FFmpeg 4.3 both accepts and can read back: other codecs are refused, or go in as unnamed bytes.
+// What FFmpeg 4.3 both accepts and can read back in time: other codecs are refused, go in as unnamed bytes, or (AMR in
+// AVI) come out slower than they went in.
 const std::vector<ContainerFormat>& Formats() {
     static const std::vector<int> mobileVideo = {VIDEO_CODEC_H264, VIDEO_CODEC_MPEG4, VIDEO_CODEC_H263};
     static const std::vector<int> mobileAudio = {AUDIO_CODEC_AAC, AUDIO_CODEC_AMRNB, AUDIO_CODEC_AMRWB};
@@ -31,8 +32,7 @@ const std::vector<ContainerFormat>& Formats() {
          MUXER_FORMAT_AVI,
          true,
          {VIDEO_CODEC_H264, VIDEO_CODEC_MPEG4, VIDEO_CODEC_H263, VIDEO_CODEC_FLV, VIDEO_CODEC_JPEG, VIDEO_CODEC_MJPEG},
-         {AUDIO_CODEC_AAC, AUDIO_CODEC_MP3, AUDIO_CODEC_PCM_S16LE, AUDIO_CODEC_MULAW, AUDIO_CODEC_ALAW,
-          AUDIO_CODEC_AMRNB, AUDIO_CODEC_AMRWB}},
+         {AUDIO_CODEC_AAC, AUDIO_CODEC_MP3, AUDIO_CODEC_PCM_S16LE, AUDIO_CODEC_MULAW, AUDIO_CODEC_ALAW}},
         {"ts",
          MUXER_FORMAT_MPEGTS,
          true,
