@@ -8,15 +8,20 @@
 namespace {
 
 constexpr std::size_t kEnoughPictures = 50;
+/// Pictures may come so much later than their times say: before the latest ones, some may be missing yet.
+constexpr std::size_t kMostReordered = 16;
 /// A medium that does not show in so many packets is not waited for.
 constexpr int kPatience = 2000;
 
-unsigned int RateOf(const std::vector<long long>& times) {
+unsigned int RateOf(std::vector<long long> times) {
     if (times.size() < 2) {
         return 0;
     }
-    const auto [first, last] = std::minmax_element(times.begin(), times.end());
-    const auto span = static_cast<std::size_t>(*last - *first);
+    std::sort(times.begin(), times.end());
+    if (times.size() >= kEnoughPictures) {
+        times.resize(kEnoughPictures - kMostReordered);
+    }
+    const auto span = static_cast<std::size_t>(times.back() - times.front());
     const std::size_t rate = span == 0 ? 0 : ((times.size() - 1) * 1000 + span / 2) / span;
     return static_cast<unsigned int>(std::clamp<std::size_t>(rate, 1, 240));
 }

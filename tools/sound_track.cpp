@@ -14,8 +14,6 @@ namespace {
 
 /// Containers round their times; less than this is no gap.
 constexpr long long kToleratedMs = 30;
-/// An encoder holds less than this back.
-constexpr std::size_t kTailGroups = 8 * 1152;
 
 }  // namespace
 
@@ -69,7 +67,7 @@ void SoundTrack::Feed(const std::vector<unsigned char>& samples) {
 void SoundTrack::Finish() {
     m_Converter.Finish();
     if (m_Started && m_CodecId != AUDIO_CODEC_PCM_S16LE) {
-        const std::vector<unsigned char> silence(kTailGroups * GroupBytes(m_Out));
+        const std::vector<unsigned char> silence(kHeldBackGroups * GroupBytes(m_Out));
         Encode(silence.data(), silence.size());
     }
 }
