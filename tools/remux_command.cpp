@@ -25,8 +25,9 @@ void AddRemuxCommand(CLI::App& app) {
         app.add_subcommand("remux", "Put the first video and the first audio stream into another container");
     AddVideoInputOptions(*command, options->input, "IN");
     AddOutputOptions(*command, options->out, options->format);
-    command->add_flag("--memory{true}", options->onMemory,
-                      "Write through the memory muxer, which keeps all sound in time");
+    command->add_flag_callback(
+        "--memory", [options] { options->onMemory = true; },
+        "Write through the memory muxer, which keeps all sound in time");
     command->footer("Example:\n  codrelay remux clip.flv clip.ts --memory");
     command->callback([options] { RunTranscode(*options); });
 }
