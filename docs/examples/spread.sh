@@ -37,7 +37,8 @@ twice=$(printf '%s\n' "${todo[@]##*/}" | sed 's/\.[^.]*$//' | sort | uniq -d)
 
 if [ -n "${MACHINES:-}" ]; then
     command -v rsync >/dev/null || die "rsync is missing: apt-get install rsync"
-    export RSYNC_OLD_ARGS=1  # parallel quotes names for a shell on the other side, which new versions of rsync do not ask for
+    # parallel quotes names for the shell on the other side; new versions of rsync would do it once more
+    export RSYNC_OLD_ARGS=1
     where=(--sshlogin "$MACHINES" --workdir ... --transferfile '{}' --return '{/.}.ts' --cleanup)
     input='{/}'
 else
