@@ -25,8 +25,8 @@ void PrintTo(const BadInput& input, std::ostream* out) {
 class BadInputs : public testing::TestWithParam<std::tuple<const char*, BadInput>> {};
 
 std::string Arguments(const std::string& command, const std::string& input, const ScratchFolder& scratch) {
-    return command + " " + Quoted(input) +
-           (command == "sheet" || command == "encode" ? " " + scratch.Path("out.png") : "");
+    const bool writes = command != "probe" && command != "decode";
+    return command + " " + Quoted(input) + (writes ? " " + scratch.Path("out.png") : "");
 }
 
 std::string NameOfBadInput(const testing::TestParamInfo<std::tuple<const char*, BadInput>>& test) {
@@ -56,7 +56,7 @@ TEST_P(BadInputs, EndWithOneAndOneLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Files, BadInputs,
-    Combine(Values("probe", "decode", "encode", "sheet"),
+    Combine(Values("probe", "decode", "encode", "sheet", "remux", "transcode"),
             Values(BadInput{"Missing", "true", "No such file or directory"},
                    BadInput{"Directory", "mkdir $f", "is a directory"}, BadInput{"Empty", ": >$f", "is empty"},
                    BadInput{"Pipe", "mkfifo $f", "is not a regular file"},
