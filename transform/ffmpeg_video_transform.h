@@ -61,10 +61,10 @@ private:
 
     void MakeCropBuffer(unsigned int inColorSpace);
     bool MakeScaler();
-    bool FillLineSizes();
-    void MakeSafe();
     void MakeOutput(unsigned int outColorSpace);
+    void MakeSafe();
     Size SourceSize() const;
+    bool HeightsFit() const;
     int Scale(uint8_t* const src[4], uint8_t* dst[4]);
     void CropPacked(const uint8_t* src, uint8_t* dst, int pixelBytes) const;
 
