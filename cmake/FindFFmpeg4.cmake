@@ -55,7 +55,7 @@ endfunction()
 function(ffmpeg_warn_of_missing_names root)
   foreach(name IN LISTS ffmpeg_long_names)
     string(REGEX REPLACE "([()])" "\\\\\\1" pattern ${name})
-    # Not from the start of a string: linkers keep one name as the tail of another.
+    # The linker may keep a name as the tail of a longer one, such as that of "PSP MP4 (MPEG-4 Part 14)".
     file(STRINGS ${root}/lib/libavformat.so found REGEX "${pattern}$" LIMIT_COUNT 1)
     if(NOT found)
       message(WARNING "The FFmpeg at ${root} has no format named \"${name}\"; the library will not find it")

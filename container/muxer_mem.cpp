@@ -190,8 +190,8 @@ int CMuxerMem::WriteTrailer() {
     if (CanWrite()) {
         MakeUnseekable(m_pFormatContext->pb);
         result = av_write_trailer(m_pFormatContext);
+        m_bHeaderWritten = false;
     }
-    m_bHeaderWritten = false;
     if (result != 0) {
         FFMPEG_LOG(Critical) << "CMuxerMem::WriteTrailer: failed";
         return 0;

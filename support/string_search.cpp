@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 #include "codrelay/utils/strings.h"
 #include "support/byte_class.h"
@@ -11,8 +10,22 @@ const char* FindStr(const char* begin, const char* end, const char* what) {
     if (end == nullptr) {
         end = begin + std::strlen(begin);
     }
-    const std::size_t offset = std::string_view(begin, static_cast<std::size_t>(end - begin)).find(what);
-    return offset == std::string_view::npos ? end : begin + offset;
+    const std::size_t length = std::strlen(what);
+    if (length == 0) {
+        return begin;
+    }
+    const char last = what[length - 1];
+    for (const char* at = begin; static_cast<std::size_t>(end - at) >= length; ++at) {
+        at = static_cast<const char*>(std::memchr(at, *what, static_cast<std::size_t>(end - at) - length + 1));
+        if (at == nullptr) {
+            break;
+        }
+        // Most places fail by the last character, which costs less than a call.
+        if (at[length - 1] == last && std::memcmp(at, what, length) == 0) {
+            return at;
+        }
+    }
+    return end;
 }
 
 const char* FindStrIgnoreCase(const char* begin, const char* end, const char* what) {

@@ -1,6 +1,7 @@
 #include "codrelay/factories.h"
 #include "codrelay/ffmpeg_layer.h"
 #include "codrelay/media_ids.h"
+#include "front/entry/video_codec_word.h"
 #include "front/registry/media_vocabulary.h"
 #include "support/log_front.h"
 #include "video_decoder/video_decoder.h"
@@ -10,16 +11,6 @@ namespace {
 // What the dispatch below has a word for. The encoders' dispatch knows more of the table; hosts' logs show the
 // difference.
 constexpr int kKnownWords = 7;
-
-const char* IdWord(int id) {
-    if (id == VIDEO_CODEC_NONE) {
-        return "none";
-    }
-    if (id == VIDEO_CODEC_RAW) {
-        return "raw";
-    }
-    return id >= 0 && id < kKnownWords ? VideoCodecLogName[id] : "unknown";
-}
 
 // The host layer knows one colour space, and no hardware option.
 CVideoDecoderBase* NewDecoder(int id) {
@@ -49,7 +40,8 @@ CVideoDecoderBase* Codrelay_VideoDecoder(int id, const std::string& options) {
         case VIDEO_CODEC_H265:
             return Codrelay_VideoDecoder_H265(options);
         default:
-            CODRELAY_LOG(Critical) << "Codrelay_VideoDecoder: Can't find video decoder " << IdWord(id);
+            CODRELAY_LOG(Critical) << "Codrelay_VideoDecoder: Can't find video decoder "
+                                   << VideoCodecWord(id, kKnownWords);
             return nullptr;
     }
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "codrelay/audio_decoder.h"
+#include "codrelay/audio_encoder.h"
 #include "codrelay/audio_format.h"
+#include "codrelay/audio_resampler.h"
 #include "codrelay/demuxer_packet.h"
 #include "codrelay/export.h"
 #include "codrelay/factories.h"
@@ -19,4 +22,5 @@
 #include "codrelay/utils/threads.h"
 #include "codrelay/utils/time.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_encoder.h"
 #include "codrelay/video_transform.h"

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <set>
 #include <memory>
+#include <set>
 #include <string>
 
+#include "codrelay/audio_decoder.h"
+#include "codrelay/audio_encoder.h"
+#include "codrelay/audio_resampler.h"
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
 #include "codrelay/file_muxer.h"
@@ -11,6 +14,7 @@
 #include "codrelay/memory_muxer.h"
 #include "codrelay/muxer_param.h"
 #include "codrelay/video_decoder.h"
+#include "codrelay/video_encoder.h"
 #include "codrelay/video_transform.h"
 
 /// What stands behind the video decoder factories of "codrelay/factories.h": a decoder for the ids from VIDEO_CODEC_FLV
@@ -19,6 +23,12 @@
 /// (CSP_YUV420P_ALT and CSP_YUYV422, with a line; ids that do not exist) delivers pictures as FFmpeg makes them. The
 /// caller owns the object and disposes of it by `Delete`. Any thread.
 CODRELAY_API CVideoDecoderBase* NewFFmpegVideoDecoder(int id, unsigned int colorSpace, const std::string& options);
+/// An encoder for a `VIDEO_CODEC_*` id from FLV to H264 that takes pictures of the colour space `colorSpace`, a `CSP_*`
+/// id. Null for any other id, with a line at Error on the logger "ffmpeg". Nothing else is tested here: a colour space
+/// that the codec cannot take shows when the encoder is created. `options` has no effect. The caller owns the object
+/// and gives it back by `Delete`.
+CODRELAY_API CVideoEncoderBase* NewFFmpegVideoEncoder(int id, unsigned int colorSpace, const std::string& options);
+
 /// What stands behind `Codrelay_DemuxerFile`.
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();
 /// What stands behind `Codrelay_DemuxerMem`.
@@ -27,6 +37,12 @@ CODRELAY_API CDemuxerMemBase* NewFFmpegDemuxerMem(int format, CDemuxerMemCallbac
 CODRELAY_API CMuxerMemBase* NewFFmpegMuxerMem(int format, MUXER_PARAM* param);
 CODRELAY_API CMuxerFileBase* NewFFmpegMuxerFile(int format, MUXER_PARAM* param, const char* fileName);
 
+/// What stands behind `Codrelay_AudioEncoder` and `Codrelay_AudioResampler`, and behind `Codrelay_AudioDecoder` for all
+/// codecs but Opus, which is not FFmpeg's: the decoder form gives null for it.
+CODRELAY_API CAudioEncoderBase* NewFFmpegAudioEncoder(int id);
+CODRELAY_API CAudioDecoderBase* NewFFmpegAudioDecoder(int id);
+CODRELAY_API CAudioResamplerBase* NewFFmpegAudioResampler();
+
 /// What stands behind `Codrelay_GetSupportedVideoEncoders`, `Codrelay_GetSupportedAudioEncoders` and
 /// `Codrelay_SetFfmpegLogLevel` of "codrelay/library.h".
 CODRELAY_API std::set<int> GetFFmpegSupportedVideoEncoders();
@@ -34,8 +50,8 @@ CODRELAY_API std::set<int> GetFFmpegSupportedAudioEncoders();
 CODRELAY_API void SetFfmpegLogLevel(const std::string& level);
 
 /// The software transform, with the part of the input in pixels and no test of sizes. Otherwise as
-/// `Codrelay_VideoTransform`. Where neither size nor colour space change and nothing is cropped, `Transform` gives null.
-/// Throws std::length_error for a colour space without a format, where neither size nor colour space change.
+/// `Codrelay_VideoTransform`. Where neither size nor colour space change and nothing is cropped, `Transform` gives
+/// null. Throws std::length_error for a colour space without a format, where neither size nor colour space change.
 CODRELAY_API std::shared_ptr<CVideoTransformBase> NewFFmpegVideoTransform(unsigned int inColorSpace, int inWidth,
                                                                           int inHeight,
                                                                           CVideoTransformBase::CROP_RECT& crop,

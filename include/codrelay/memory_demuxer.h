@@ -14,7 +14,8 @@ public:
     /// A video stream of the container, told once, before any packet. `codecId` is a `VIDEO_CODEC_*` id, -1 for a codec
     /// that has none.
     virtual int OnVideoStream(int streamIndex, int codecId) = 0;
-    /// An audio stream likewise, with an `AUDIO_CODEC_*` id or -1. `format` is borrowed for the call.
+    /// An audio stream likewise, with an `AUDIO_CODEC_*` id, or -1 also where several ids share a codec, as those of
+    /// G.726 do. `format` is borrowed for the call; a sample format that the header does not tell is AUDIO_SAMPLE_S16.
     virtual int OnAudioStream(int streamIndex, int codecId, AUDIO_FORMAT* format) = 0;
     /// The next packet of any stream, in the container's order. Times are ticks of the stream's own time base, which
     /// the host is not told.
@@ -29,11 +30,15 @@ public:
     virtual ~CDemuxerMemBase();
 
     /// Starts the reader thread for a format, by FFmpeg's long name, such as "WAV format". What ran before is destroyed
-    /// first. 1 as soon as the thread runs, whether or not there is such a format; 0 if there is no thread to be had.
+    /// first. 1 as soon as the thread runs, whether or not there is such a format; 0 if there is no thread to be had;
+    /// the buffer is there all the same, so nothing should be written before the next `Create` or `Destroy`.
     /// `formatName` is copied; `callback` is not owned and must live until `Destroy` or `Delete` has returned.
+    /// REQUIRES: `callback` is not null.
     virtual int Create(const char* formatName, CDemuxerMemCallback* callback) = 0;
 
-    /// Ends the reader thread and waits for it. Bytes that it has not read are lost. May be called any number of times.
+    /// Ends the reader thread and waits for it. Bytes that it has not read are lost, but what it
+    /// has read may still lead to callbacks during the call. The thread ends with a line at Critical, which is routine
+    /// here. May be called any number of times.
     virtual void Destroy() = 0;
 
     /// `Destroy`, then the object goes.

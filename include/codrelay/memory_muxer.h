@@ -20,15 +20,16 @@ public:
     virtual int BeginWriteBuf() = 0;
 
     /// Closes the buffer and hands over what it holds. Returns the count of bytes; `buffer` is theirs, or null where
-    /// there are none, which is common: libavformat holds packets back to interleave them. To be freed by
-    /// `FreeWriteBuf` before or after the muxer goes.
+    /// there are none, which is common: libavformat holds packets back to interleave them. 0 and null too where no
+    /// buffer is open. To be freed by `FreeWriteBuf` before or after the muxer goes.
     virtual int GetWriteBuf(unsigned char*& buffer) = 0;
 
     /// Frees what `GetWriteBuf` gave; null is fine.
     virtual void FreeWriteBuf(unsigned char* buffer) = 0;
 
     /// Writes the container's header. 1 on success; 0 without an open buffer, without a video stream, or where the
-    /// container refuses the streams or wants to seek.
+    /// container refuses the streams or wants to seek, or where libavformat answers anything but plain success.
+    /// REQUIRES: not called a second time without `WriteTrailer` in between.
     virtual int WriteHeader() = 0;
 
     /// As CMuxerFileBase::WriteFrame; 0 also without an open buffer.
@@ -37,7 +38,8 @@ public:
     /// Writes a block of encoded sound of `size` bytes at `data`, borrowed for the call, at `pts` milliseconds. MP3 is
     /// cut into frames of 144 * `sampleRate` / `audioBitRate` bytes, each 1152000 / `sampleRate` milliseconds after the
     /// one before; a rest is dropped. Every other codec gets one packet a block.
-    /// 1 on success, a block that is less than a frame included; 0 on the failures of `WriteFrame`.
+    /// 1 on success, a block that is less than a frame included; 0 on an empty block, without an accepted header or an
+    /// open buffer, without an audio stream, or where the container refuses a frame; those before it stay written.
     virtual int WriteSound(unsigned char* data, int size, long long pts) = 0;
 
     /// Writes the container's trailer. 1 on success; 0 without an accepted header or an open buffer, or where the

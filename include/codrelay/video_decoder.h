@@ -24,7 +24,7 @@
 /// object. Different objects run in parallel; CreateDecoder() and DestroyDecoder() wait for whoever opens or closes a
 /// codec in the process. Frames may be let go on any thread, at any time.
 ///
-/// No call throws but for a failed allocation. Each failure writes one line to the logger "ffmpeg".
+/// No call throws but for a failed allocation. A failure is told by the result and by a line on the logger "ffmpeg".
 class CODRELAY_API CVideoDecoderBase {
 public:
     /// Dispose of the object by Delete().

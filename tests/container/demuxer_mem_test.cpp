@@ -2,16 +2,19 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <fstream>
 #include <functional>
 #include <mutex>
 #include <random>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -25,6 +28,17 @@ namespace {
 
 // Set by a thread that wants to be seen when it blocks for space; raised just before it does.
 thread_local std::atomic<bool>* t_pBlocks = nullptr;
+// How often a reader has begun to wait for bytes.
+std::atomic<std::size_t> g_nReaderWaits{0};
+// How many threads have ended with nobody waiting for them.
+std::atomic<int> g_nDetached{0};
+std::atomic<bool> g_bNoThreads{false};
+
+void AwaitReaderWaits(std::size_t count) {
+    while (g_nReaderWaits < count) {
+        std::this_thread::yield();
+    }
+}
 
 }  // namespace
 
@@ -32,8 +46,26 @@ extern "C" bool __real__ZN14CConditionWait4WaitEv(CConditionWait* self);
 extern "C" bool __wrap__ZN14CConditionWait4WaitEv(CConditionWait* self) {
     if (t_pBlocks != nullptr) {
         *t_pBlocks = true;
+    } else {
+        ++g_nReaderWaits;
     }
     return __real__ZN14CConditionWait4WaitEv(self);
+}
+
+#define SCRIPTED extern "C" __attribute__((visibility("default")))
+
+extern "C" int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                                     void* arg);
+SCRIPTED int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                                   void* arg) {
+    return g_bNoThreads ? EAGAIN : __real_pthread_create(thread, attributes, body, arg);
+}
+
+extern "C" int __real_pthread_detach(pthread_t thread);
+SCRIPTED int __wrap_pthread_detach(pthread_t thread) {
+    const int result = __real_pthread_detach(thread);
+    ++g_nDetached;
+    return result;
 }
 
 namespace {
@@ -102,6 +134,14 @@ public:
         std::unique_lock<std::mutex> lock(m_Mutex);
         m_Changed.wait(lock, [&] { return m_Streams.size() + m_Packets.size() >= count; });
     }
+    bool StreamAfterPacket() {
+        std::lock_guard<std::mutex> lock(m_Mutex);
+        return m_bStreamAfterPacket;
+    }
+    std::set<std::thread::id> Threads() {
+        std::lock_guard<std::mutex> lock(m_Mutex);
+        return m_Threads;
+    }
     std::vector<std::string> Streams() {
         std::lock_guard<std::mutex> lock(m_Mutex);
         return m_Streams;
@@ -115,9 +155,11 @@ private:
     void Note(const std::string& stream) {
         std::unique_lock<std::mutex> lock(m_Mutex);
         m_Streams.push_back(stream);
+        m_bStreamAfterPacket = m_bStreamAfterPacket || !m_Packets.empty();
         Stop(&lock);
     }
     void Stop(std::unique_lock<std::mutex>* lock) {
+        m_Threads.insert(std::this_thread::get_id());
         m_Changed.notify_all();
         m_Changed.wait(*lock, [this] { return !m_bHeld; });
     }
@@ -125,6 +167,8 @@ private:
     std::mutex m_Mutex;
     std::condition_variable m_Changed;
     bool m_bHeld = false;
+    bool m_bStreamAfterPacket = false;
+    std::set<std::thread::id> m_Threads;
     std::vector<std::string> m_Streams;
     std::vector<Packet> m_Packets;
 };
@@ -311,6 +355,9 @@ TEST_F(DemuxerMem, TellsTheStreamsBeforeThePackets) {
     collector.AwaitCallbacks(3);
     demuxer->Delete();
     EXPECT_THAT(collector.Streams(), ElementsAre("video 0 codec 4", "audio 1 codec 4 44100/1/2"));
+    EXPECT_FALSE(collector.StreamAfterPacket());
+    EXPECT_THAT(collector.Threads(), testing::SizeIs(1));
+    EXPECT_FALSE(collector.Threads().count(std::this_thread::get_id()));
 }
 
 TEST_F(DemuxerMem, GivesMinusOneForForeignCodecs) {
@@ -387,15 +434,88 @@ TEST_F(DemuxerMem, LogsTheThreadThatHasGoneAtDelete) {
     Collector collector;
     auto* demuxer = new CDemuxerMem;
     std::vector<unsigned char> bytes(1);
+    g_nDetached = 0;
     ASSERT_EQ(demuxer->Create("unknown", &collector), 1);
     while (demuxer->WriteData(bytes.data(), 1)) {
     }
-    // The buffer is closed as the last act of the body; Destroy either joins the thread or finds it gone.
+    // The buffer is closed as the last act of the body; then the thread detaches itself.
+    while (g_nDetached == 0) {
+        std::this_thread::yield();
+    }
     LogCapture log;
-    demuxer->Destroy();
-    log.Take();
     demuxer->Delete();
     EXPECT_THAT(log.Take(), ElementsAre(Codrelay(Severity::Trace, "CThread::WaitThread: thread_id == 0 #1")));
+}
+
+TEST_F(DemuxerMem, ReportsAThreadThatCannotBeHadAndKeepsTheBufferUntilDestroy) {
+    Collector collector;
+    CDemuxerMem demuxer;
+    g_bNoThreads = true;
+    LogCapture log;
+    EXPECT_EQ(demuxer.Create("WAV format", &collector), 0);
+    const std::vector<LoggedLine> lines = log.Take();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), Ffmpeg(Severity::Critical, "CDemuxerMem::Create(): FAILED to create decoder thread!"));
+    unsigned char byte = 0;
+    EXPECT_TRUE(demuxer.WriteData(&byte, 1));
+    demuxer.Destroy();
+    EXPECT_FALSE(demuxer.WriteData(&byte, 1));
+    log.Take();
+    EXPECT_EQ(Codrelay_DemuxerMem(DEMUXER_FORMAT_WAV, &collector), nullptr);
+    EXPECT_EQ(log.Take().back(), Ffmpeg(Severity::Critical, "NewFFmpegDemuxerMem: create failed 1"));
+    g_bNoThreads = false;
+}
+
+TEST_F(DemuxerMem, TakesEveryOtherFormatIdAsUnknown) {
+    for (const int id : {0, 3, -1}) {
+        Collector collector;
+        LogCapture log(Severity::Error);
+        CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(id, &collector);
+        ASSERT_NE(demuxer, nullptr);
+        demuxer->Delete();
+        EXPECT_THAT(log.Take(),
+                    ElementsAre(Ffmpeg(Severity::Error, "FfmpegDemuxer::Create: FindInFormat(unknown) FAILED!"),
+                                Ffmpeg(Severity::Critical, "DemuxerThreadProc: FAILED to create ffmpeg demuxer!")));
+    }
+}
+
+TEST_F(DemuxerMem, FindsNoStreamInATransportStreamOfSingleBytes) {
+    std::vector<unsigned char> bytes = ReadFile(Clip("demux_film.ts"));
+    Collector collector;
+    LogCapture log(Severity::Error);
+    auto* demuxer = new CDemuxerMem;
+    g_nReaderWaits = 0;
+    ASSERT_EQ(demuxer->Create("MPEG-TS (MPEG-2 Transport Stream)", &collector), 1);
+    // Each byte waits until the reader waits for it, so that every read gives a single one.
+    std::vector<LoggedLine> lines;
+    for (std::size_t i = 0; i < bytes.size() && lines.empty(); ++i) {
+        while (g_nReaderWaits <= i && lines.empty()) {
+            lines = log.Take();
+        }
+        demuxer->WriteData(&bytes[i], 1);
+    }
+    demuxer->Delete();
+    for (LoggedLine& line : log.Take()) {
+        lines.push_back(line);
+    }
+    EXPECT_THAT(lines, ElementsAre(Ffmpeg(Severity::Error, "DemuxerThreadProc: empty container!")));
+}
+
+TEST_F(DemuxerMem, GivesAShortPcmWavDuringDelete) {
+    // FFmpeg looks at 64 KiB of such a file before it tells the stream.
+    std::vector<unsigned char> bytes = ReadFile(Clip("demux_sound.wav"));
+    bytes.resize(20000);
+    Collector collector;
+    auto* demuxer = new CDemuxerMem;
+    g_nReaderWaits = 0;
+    ASSERT_EQ(demuxer->Create("WAV format", &collector), 1);
+    AwaitReaderWaits(1);
+    ASSERT_TRUE(demuxer->WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    AwaitReaderWaits(2);
+    EXPECT_THAT(collector.Streams(), IsEmpty());
+    demuxer->Delete();
+    EXPECT_THAT(collector.Streams(), ElementsAre("audio 0 codec 103 22050/2/2"));
+    EXPECT_FALSE(collector.Packets().empty());
 }
 
 TEST_F(DemuxerMem, IsHarmlessToDestroyWhenNeverCreated) {
@@ -583,12 +703,13 @@ TEST_F(DemuxerMem, EndsInsideTheHeader) {
 TEST_F(DemuxerMem, EndsAtEveryPacketBoundary) {
     std::vector<unsigned char> bytes = Film();
     const std::size_t packets = PlainReader{bytes}.AllPackets("ASF format").size();
+    const std::size_t streams = 2;
     for (std::size_t stop = 1; stop <= packets; ++stop) {
         Collector collector;
         CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_ASF, &collector);
         demuxer->WriteData(bytes.data(), static_cast<unsigned int>(bytes.size()));
-        // Packets inside libavformat's own buffer are delivered even after the end; these have come before it.
-        collector.AwaitCallbacks(std::min<std::size_t>(stop, packets / 2));
+        // A packet's end is seen by the next one's beginning, so the last waits for bytes that do not come.
+        collector.AwaitCallbacks(streams + std::min(stop, packets - 2));
         demuxer->Delete();
     }
 }

@@ -434,10 +434,13 @@ TEST_F(MuxerFile, FailsEverythingAfterTheTrailer) {
     ASSERT_EQ(muxer.WriteTrailer(), 1);
     LogCapture log(Severity::Warning);
     EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 0, 40), 0);
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 10, 40), 0);
     EXPECT_EQ(muxer.WriteTrailer(), 0);
-    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical,
-                                               "CMuxerFile::WriteFrame: write_frame error: pts = 40, prevPts = 1"),
-                                        Ffmpeg(Severity::Error, "CMuxerFile::WriteTrailer: failed")));
+    EXPECT_THAT(
+        log.Take(),
+        ElementsAre(Ffmpeg(Severity::Critical, "CMuxerFile::WriteFrame: write_frame error: pts = 40, prevPts = 1"),
+                    Ffmpeg(Severity::Critical, "CMuxerFile::WriteSound: write_frame error: pts = 40, prevPts = 0"),
+                    Ffmpeg(Severity::Error, "CMuxerFile::WriteTrailer: failed")));
     EXPECT_EQ(muxer.GetFileSize(), 4294967295LL);
 }
 
@@ -477,6 +480,61 @@ TEST_F(MuxerFile, LeavesAMuxerWithoutStreamsToLibavformat) {
     EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Error, "CMuxerFile::WriteHeader: failed")));
 }
 
+TEST_F(MuxerFile, CountsAPositiveAnswerToTheHeaderAsAFailure) {
+    // What libavformat answers to a header after a header, with its streams set up already.
+    g_MuxScript.passOn = true;
+    CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
+    LogCapture log;
+    EXPECT_EQ(muxer.WriteHeader(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Error, "CMuxerFile::WriteHeader: failed")));
+    // The output is open and takes packets all the same.
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 0), 1);
+    EXPECT_EQ(muxer.WriteTrailer(), 1);
+}
+
+TEST_F(MuxerFile, LeavesTheFileOpenWhenTheHeaderIsRefused) {
+    MUXER_PARAM param = H264AndPcm();
+    param.videoCodec = AV_CODEC_ID_HEVC;  // not in FLV
+    CMuxerFile& muxer = Created(kFlv, param);
+    EXPECT_EQ(muxer.WriteHeader(), 0);
+    EXPECT_NE(muxer.GetFileSize(), 4294967295LL);
+}
+
+TEST_F(MuxerFile, ReportsATrailerThatCannotBeWritten) {
+    g_MuxScript.passOn = true;
+    m_pMuxer = new CMuxerFile;
+    MUXER_PARAM param = H264AndPcm();
+    ASSERT_EQ(m_pMuxer->Create("/dev/full", kTs, &param), 1);
+    ASSERT_EQ(m_pMuxer->WriteHeader(), 1);
+    ASSERT_EQ(m_pMuxer->WriteFrame(m_Bytes.data(), 1000, 1, 0), 1);
+    LogCapture log;
+    EXPECT_EQ(m_pMuxer->WriteTrailer(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Trace, "CMuxerFile: WriteTrailer"),
+                                        Ffmpeg(Severity::Error, "CMuxerFile::WriteTrailer: failed")));
+    EXPECT_NE(m_pMuxer->GetFileSize(), 4294967295LL);
+}
+
+TEST_F(MuxerFile, OpensNoFileForAFormatThatHasNone) {
+    m_pMuxer = new CMuxerFile;
+    MUXER_PARAM param = H264AndPcm();
+    ASSERT_EQ(m_pMuxer->Create("/nowhere/at/all", "raw null video", &param), 1);
+    EXPECT_EQ(m_pMuxer->WriteHeader(), 1);
+    EXPECT_EQ(m_pMuxer->GetFileSize(), 4294967295LL);
+    EXPECT_EQ(m_pMuxer->WriteTrailer(), 1);
+}
+
+TEST_F(MuxerFile, KeepsTheTimeOfSoundAcrossAHeader) {
+    g_MuxScript.passOn = true;
+    CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 0), 1);
+    ASSERT_EQ(muxer.WriteSound(m_Bytes.data(), 100, 500), 1);
+    ASSERT_EQ(muxer.WriteTrailer(), 1);
+    ASSERT_EQ(muxer.WriteHeader(), 1);
+    ASSERT_EQ(muxer.WriteSound(m_Bytes.data(), 100, 9000), 1);
+    EXPECT_EQ(Times().back(), 500);
+    muxer.WriteTrailer();
+}
+
 TEST_F(MuxerFile, FlushesOnEvery26thCall) {
     CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
     for (int i = 0; i < 25; ++i) {
@@ -500,10 +558,20 @@ TEST_F(MuxerFile, FlushesNothingBeforeTheHeader) {
 }
 
 TEST_F(MuxerFile, TellsTheSizeOnDisk) {
-    CMuxerFile& muxer = Created(kFlv, H264AndPcm());
+    g_MuxScript.passOn = true;
+    MUXER_PARAM param = H264AndPcm();
+    param.audioCodec = 0;  // nothing to wait for
+    CMuxerFile& muxer = Created(kFlv, param);
     EXPECT_EQ(muxer.GetFileSize(), 4294967295LL);
     ASSERT_EQ(muxer.WriteHeader(), 1);
+    EXPECT_EQ(muxer.GetFileSize(), 0);
+    // libavformat keeps 256 KiB back.
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 8192, 1, i * 40), 1);
+    }
+    EXPECT_GE(muxer.GetFileSize(), 256 * 1024);
     EXPECT_EQ(muxer.GetFileSize(), static_cast<long long>(std::filesystem::file_size(m_Path)));
+    ASSERT_EQ(muxer.WriteTrailer(), 1);
 }
 
 TEST_F(MuxerFile, RearmsTheOriginAtTheHeader) {
@@ -512,7 +580,7 @@ TEST_F(MuxerFile, RearmsTheOriginAtTheHeader) {
     ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 0), 1);
     ASSERT_EQ(muxer.WriteTrailer(), 1);
     // libavformat starts a second file on the same context, and the times start again.
-    muxer.WriteHeader();
+    ASSERT_EQ(muxer.WriteHeader(), 1);
     EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 5000), 1);
     EXPECT_EQ(Times().back(), 1);
     muxer.WriteTrailer();

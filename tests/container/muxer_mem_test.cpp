@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <random>
 
 #include "codrelay/codrelay.h"
 #include "common/log_capture.h"
@@ -202,11 +205,14 @@ TEST_F(MuxerMem, FailsOnAnObjectNeverCreated) {
     EXPECT_EQ(muxer.WriteHeader(), 0);
     EXPECT_EQ(muxer.WriteTrailer(), 0);
     EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 10, 0), 0);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 0), 0);
     muxer.Destroy();
     EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, "CMuxerMem::BeginWriteBuf: failed!"),
                                         Ffmpeg(Severity::Critical, "CMuxerMem::WriteHeader: failed"),
                                         Ffmpeg(Severity::Critical, "CMuxerMem::WriteTrailer: failed"),
-                                        Ffmpeg(Severity::Critical, "CMuxerMem::WriteSound: audio stream not added")));
+                                        Ffmpeg(Severity::Critical, "CMuxerMem::WriteSound: audio stream not added"),
+                                        Ffmpeg(Severity::Critical,
+                                               "CMuxerMem::WriteFrame: write_frame error: pts = 1, prevPts = 0")));
 }
 
 TEST_F(MuxerMem, GivesTheFirstPictureTickOne) {
@@ -296,20 +302,104 @@ TEST_F(MuxerMem, LeavesTheBytesOfATrailerAlone) {
     g_MuxScript.passOn = true;
     CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));
     ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 2000, 1, 0), 1);
-    const std::vector<unsigned char> held = TakePiece();
+    ASSERT_EQ(TakePiece().size(), 0u);  // held back for sound that may come
     ASSERT_EQ(muxer.BeginWriteBuf(), 1);
     ASSERT_EQ(muxer.WriteTrailer(), 1);
     const std::vector<unsigned char> piece = TakePiece();
     // The picture that was held back (an 11-byte tag, 5 bytes of AVC head, 4 of length), then the end of sequence.
-    const std::size_t picture = held.empty() ? 11 + 5 + 2000 + 4 : 0;
+    const std::size_t picture = 11 + 5 + 2000 + 4;
     ASSERT_EQ(piece.size(), picture + 11 + 5 + 4);
     const std::vector<unsigned char> end(piece.end() - 20, piece.end());
     EXPECT_EQ(end, (std::vector<unsigned char>{9, 0, 0, 5, 0, 0, 1, 0, 0, 0, 0, 0x17, 2, 0, 0, 0, 0, 0, 0, 16}));
-    if (picture != 0) {
-        EXPECT_EQ(std::vector<unsigned char>(piece.begin() + 16, piece.begin() + 2016),
-                  std::vector<unsigned char>(2000, 0x55));
+    EXPECT_EQ(std::vector<unsigned char>(piece.begin() + 16, piece.begin() + 2016),
+              std::vector<unsigned char>(2000, 0x55));
+}
+
+TEST_F(MuxerMem, TakesTheOriginFromAnEmptyBlockAndAgainAfterAHeader) {
+    CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_PCM_S16LE));
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 0, 1, 1000), 0);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 1040), 1);
+    EXPECT_EQ(g_MuxScript.written.back().pts, 40);
+    ASSERT_EQ(muxer.WriteTrailer(), 1);
+    ASSERT_EQ(muxer.WriteHeader(), 1);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 1040), 1);
+    EXPECT_EQ(g_MuxScript.written.back().pts, 1);
+}
+
+TEST_F(MuxerMem, FailsEverythingAfterARefusedHeader) {
+    MUXER_PARAM param = H264And(AV_CODEC_ID_MP3);
+    param.videoCodec = AV_CODEC_ID_HEVC;  // not in FLV
+    CMuxerMem& muxer = Created(param);
+    ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+    LogCapture log;
+    EXPECT_EQ(muxer.WriteHeader(), 0);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 0), 0);
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, "CMuxerMem::WriteHeader: failed"),
+                                        Ffmpeg(Severity::Critical,
+                                               "CMuxerMem::WriteFrame: write_frame error: pts = 1, prevPts = 0"),
+                                        Ffmpeg(Severity::Critical, "CMuxerMem::WriteTrailer: failed")));
+}
+
+TEST_F(MuxerMem, GoesOnAfterATrailerWithoutABuffer) {
+    CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));
+    TakePiece();
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 0), 1);
+    EXPECT_EQ(muxer.WriteTrailer(), 1);
+}
+
+TEST_F(MuxerMem, NeverReadsOutsideABlockOfMp3) {
+    const unsigned int seed = 20260801;
+    RecordProperty("seed", static_cast<int>(seed));
+    std::mt19937 random(seed);
+    for (int round = 0; round < 300; ++round) {
+        const int bitRates[] = {312, 8000, 32000, 64000, 128000, 320000, 6350400};
+        const int rates[] = {8000, 22050, 44100, 48000};
+        MUXER_PARAM param = H264And(AV_CODEC_ID_MP3);
+        param.audioBitRate = bitRates[random() % 7];
+        param.sampleRate = rates[random() % 4];
+        CMuxerMem muxer;
+        ASSERT_EQ(muxer.Create("MPEG-2 transport stream format", &param), 1);
+        ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+        ASSERT_EQ(muxer.WriteHeader(), 1);
+        const auto size = static_cast<int>(1 + random() % 4000);
+        const auto block = std::make_unique<unsigned char[]>(static_cast<std::size_t>(size));
+        g_MuxScript.written.clear();
+        EXPECT_EQ(muxer.WriteSound(block.get(), size, 0), 1) << "seed " << seed << ", round " << round;
+        const int frameBytes = param.sampleRate * 144 / param.audioBitRate;
+        EXPECT_EQ(g_MuxScript.written.size(), frameBytes > 0 ? static_cast<std::size_t>(size / frameBytes) : 0u);
+        EXPECT_EQ(muxer.WriteTrailer(), 1);
+        unsigned char* buffer = nullptr;
+        muxer.GetWriteBuf(buffer);
+        muxer.FreeWriteBuf(buffer);
+        muxer.Destroy();
     }
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(MuxerMem, LeavesAFewKilobytesBehind) {
+    g_MuxScript.passOn = true;
+    const auto life = [this] {
+        Ready(H264And(AV_CODEC_ID_MP3)).WriteFrame(m_Bytes.data(), 10, 1, 0);
+        m_pMuxer->WriteTrailer();
+        TakePiece();
+        m_pMuxer->Delete();
+        m_pMuxer = nullptr;
+        g_MuxScript.written.clear();
+    };
+    life();
+    const std::size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 100; ++i) {
+        life();
+    }
+    const std::size_t perMuxer = (mallinfo2().uordblks - before) / 100;
+    RecordProperty("bytes_per_muxer", static_cast<int>(perMuxer));
+    EXPECT_GT(perMuxer, 1000u);
+    EXPECT_LT(perMuxer, 8000u);
+}
+#endif
 
 TEST_F(MuxerMem, FailsAfterTheTrailer) {
     CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));

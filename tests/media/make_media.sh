@@ -110,6 +110,38 @@ F 160x120 1 -c:v mpeg4 -q:v 4 command_no_size.mp4
 # MP4 keeps H.265's parameters too, and no picture comes without them.
 F 160x120 1 -c:v libx265 -preset ultrafast -x265-params log-level=none -pix_fmt yuv420p command_h265.mp4
 
+# For the audio codecs: 500 Hz left and 1500 Hz right, or 500 Hz alone, so that channels and rates show.
+# T RATE CHANNELS ARGUMENT...: 0.75 seconds of them.
+T() {
+    local rate=$1 right='|0.4*sin(2*PI*1500*t)'
+    [ "$2" = 2 ] || right=
+    shift 2
+    ffmpeg -nostdin -v error -y -f lavfi -i "aevalsrc=0.4*sin(2*PI*500*t)$right:s=$rate:d=0.75" "$@"
+}
+# Every MPEG-4 rate, frames with headers: nothing is cut at the front when they are decoded.
+for rate in 8000 11025 12000 16000 22050 24000 32000 44100 48000 64000 88200 96000; do
+    T $rate 2 -c:a aac -b:a 96k -f adts tones_${rate}_2.aac
+done
+for rate in 8000 44100 96000; do
+    T $rate 1 -c:a aac -b:a 48k -f adts tones_${rate}_1.aac
+done
+# Without the header that makes decoders cut the encoder's delay off.
+for kind in 22050:1 44100:1 44100:2 48000:2; do
+    T "${kind%:*}" "${kind#*:}" -c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0 tones_"${kind/:/_}".mp3
+done
+# Without a container.
+for format in mulaw alaw u16le s16le s16be; do
+    T 8000 2 -f $format tones.$format
+done
+# Sound with every pitch in it, for the codecs of speech; the input stands beside.
+ffmpeg -nostdin -v error -y -f lavfi -i "aevalsrc=0.3*sin(2*PI*140*t)*(0.6+0.4*sin(6*PI*t))+0.1*sin(2*PI*910*t)+0.02*(random(0)-0.5):s=8000:d=2" -f s16le murmur.s16le
+for kbit in 16 24 32 40; do
+    ffmpeg -nostdin -v error -y -f s16le -ar 8000 -ac 1 -i murmur.s16le -c:a g726 -b:a ${kbit}k -f g726 murmur_$kbit.g726
+done
+# Opus by the encoder of its makers.
+T 48000 2 -af apad=whole_dur=1.5 -fflags +bitexact tones.wav
+opusenc --quiet --bitrate 96 tones.wav tones.opus
+
 # For the muxers: 100 pictures of each codec, a key picture every second, ...
 F 320x240 4 "${h264[@]}" -g 25 mux_h264.264
 F 320x240 4 $(h265 0) -g 25 mux_h265.265

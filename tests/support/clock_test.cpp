@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
+#include <ostream>
+
 namespace {
 
 using ::testing::internal::CaptureStdout;
@@ -38,46 +40,55 @@ extern "C" int __wrap_gettimeofday(timeval* time, void* zone) {
 
 namespace {
 
-class ClockTest : public ::testing::TestWithParam<long long (*)()> {};
+struct Clock {
+    const char* name;
+    long long (*read)();
+};
+
+void PrintTo(const Clock& clock, std::ostream* out) {
+    *out << clock.name;
+}
+
+class ClockTest : public ::testing::TestWithParam<Clock> {};
 
 TEST_P(ClockTest, GivesSecondsAndMicrosecondsInWholeMilliseconds) {
     ScriptedClock clock(0, {1700000000, 123999});
-    EXPECT_EQ(GetParam()(), 1700000000123);
+    EXPECT_EQ(GetParam().read(), 1700000000123);
     EXPECT_EQ(clock.calls, 1);
 }
 
 TEST_P(ClockTest, CutsOffPartsOfAMillisecond) {
     ScriptedClock clock(0, {0, 999});
-    EXPECT_EQ(GetParam()(), 0);
+    EXPECT_EQ(GetParam().read(), 0);
     clock.time = {0, 1000};
-    EXPECT_EQ(GetParam()(), 1);
+    EXPECT_EQ(GetParam().read(), 1);
     clock.time = {0, 999999};
-    EXPECT_EQ(GetParam()(), 999);
+    EXPECT_EQ(GetParam().read(), 999);
 }
 
 TEST_P(ClockTest, JumpsBackWithTheWallClock) {
     ScriptedClock clock(0, {2000, 0});
-    EXPECT_EQ(GetParam()(), 2000000);
+    EXPECT_EQ(GetParam().read(), 2000000);
     clock.time = {1000, 0};
-    EXPECT_EQ(GetParam()(), 1000000);
+    EXPECT_EQ(GetParam().read(), 1000000);
 }
 
 TEST_P(ClockTest, NeedsMoreThan32Bits) {
     ScriptedClock clock(0, {9999999999, 1000});
-    EXPECT_EQ(GetParam()(), 9999999999001);
+    EXPECT_EQ(GetParam().read(), 9999999999001);
 }
 
 TEST_P(ClockTest, IsSilentWhenTheSystemAnswers) {
     ScriptedClock clock(0, {5, 0});
     CaptureStdout();
-    GetParam()();
+    GetParam().read();
     EXPECT_EQ(GetCapturedStdout(), "");
 }
 
 TEST_P(ClockTest, SaysWithoutALineEndWhenTheSystemHasNoAnswerAndComputesAllTheSame) {
     ScriptedClock clock(-1, {7, 8000});
     CaptureStdout();
-    const long long value = GetParam()();
+    const long long value = GetParam().read();
     EXPECT_EQ(GetCapturedStdout(), "GetLocalTimeInMs: gettimeofday failed");
     EXPECT_EQ(value, 7008);
 }
@@ -86,14 +97,15 @@ TEST_P(ClockTest, ReadsTheClockOfTheSystem) {
     timeval before{};
     timeval after{};
     __real_gettimeofday(&before, nullptr);
-    const long long value = GetParam()();
+    const long long value = GetParam().read();
     __real_gettimeofday(&after, nullptr);
     EXPECT_GE(value, before.tv_sec * 1000LL);
     EXPECT_LE(value, after.tv_sec * 1000LL + 999);
 }
 
 INSTANTIATE_TEST_SUITE_P(BothClocks, ClockTest,
-                         ::testing::Values(&utils::GetLocalTimeInMs, &utils::GetMonotonicTimeInMs),
-                         [](const auto& clock) { return clock.index == 0 ? "Local" : "Monotonic"; });
+                         ::testing::Values(Clock{"Local", &utils::GetLocalTimeInMs},
+                                           Clock{"Monotonic", &utils::GetMonotonicTimeInMs}),
+                         [](const auto& clock) { return clock.param.name; });
 
 }  // namespace

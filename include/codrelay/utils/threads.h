@@ -56,8 +56,9 @@ public:
     /// on the logger "codrelay", if `threadFunc` is null, a thread is running already, or the system refuses.
     int CreateThread(unsigned int (*threadFunc)(void*), void* arg);
 
-    /// Blocks until the thread has ended; returns at once if there is none.
-    /// REQUIRES: at most one thread waits at a time.
+    /// Blocks until the thread has ended; returns at once, with a line at Trace on the logger "codrelay", if there is
+    /// none.
+    /// REQUIRES: at most one thread waits at a time, and not the thread itself.
     void WaitThread();
 
 private:

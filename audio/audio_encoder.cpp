@@ -1,0 +1,140 @@
+#include "audio/audio_encoder.h"
+
+#include "audio/audio_format_av.h"
+#include "audio/codec_name.h"
+#include "front/registry/ffmpeg_registry.h"
+#include "support/log_front.h"
+
+namespace {
+
+constexpr unsigned int kDefaultBitRate = 0x30000;
+
+}  // namespace
+
+CAudioEncoderBase::~CAudioEncoderBase() = default;
+
+CAudioEncoder::CAudioEncoder(AVCodecID id, const char* name) : m_nCodecId(id), m_sName(KeptCodecName(name)) {}
+
+CAudioEncoder::~CAudioEncoder() = default;
+
+void CAudioEncoder::Delete() {
+    delete this;
+}
+
+int CAudioEncoder::GetSupportedFormats() {
+    switch (m_nCodecId) {
+        case AV_CODEC_ID_PCM_S16LE:
+            return AUDIO_SAMPLE_S16;
+        case AV_CODEC_ID_MP3:
+            return AUDIO_SAMPLE_S16 | AUDIO_SAMPLE_S32;
+        case AV_CODEC_ID_AAC:
+            return AUDIO_SAMPLE_FLT;
+        default:
+            return 0;
+    }
+}
+
+int CAudioEncoder::GetDefaultFormat() {
+    switch (m_nCodecId) {
+        case AV_CODEC_ID_PCM_S16LE:
+        case AV_CODEC_ID_MP3:
+            return AUDIO_SAMPLE_S16;
+        case AV_CODEC_ID_AAC:
+            return AUDIO_SAMPLE_FLT;
+        default:
+            return 0;
+    }
+}
+
+int CAudioEncoder::GetMinOutBufLen() {
+    return 16384;
+}
+
+int CAudioEncoder::GetAuxValue() {
+    return 0;
+}
+
+int CAudioEncoder::IsCreated() {
+    return m_nCreated;
+}
+
+bool CAudioEncoder::CreateEncoder(const AUDIO_FORMAT* format, unsigned int bitrate) {
+    CMutexLocker lock(GetMainFfmpegCodecLib(), true);
+    if (m_nCreated == 1) {
+        FFMPEG_LOG(Warning) << "CAudioEncoder::CreateEncoder: Already created!";
+        return false;
+    }
+    if ((format->sampleFormat & GetSupportedFormats()) == 0) {
+        FFMPEG_LOG(Error) << "CAudioEncoder::CreateEncoder: Unsupported input format!";
+        return false;
+    }
+    m_nBitRate = static_cast<int>(bitrate != 0 ? bitrate : kDefaultBitRate);
+    if (OpenEncoder(m_nCodecId, format) == 0) {
+        FFMPEG_LOG(Critical) << "CAudioEncoder::CreateEncoder: Open encoder error!";
+        Destroy(0);
+        return false;
+    }
+    m_nCreated = 1;
+    return true;
+}
+
+int CAudioEncoder::OpenEncoder(AVCodecID id, const AUDIO_FORMAT* format) {
+    m_nOpened = 0;
+    const AVCodec* codec = GetMainFfmpegCodecLib()->FindCodec(id, m_sName.c_str(), 1);
+    if (codec == nullptr) {
+        FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: find codec " << static_cast<int>(id) << ", " << m_sName
+                             << "error!";
+        return 0;
+    }
+    m_pCodecContext = avcodec_alloc_context3(nullptr);
+    if (m_pCodecContext == nullptr) {
+        FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: alloc context error!";
+        return 0;
+    }
+    FillContext(codec, id, format);
+    if (avcodec_open2(m_pCodecContext, codec, nullptr) < 0) {
+        FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: avcodec open error. sampleRate = " << format->sampleRate
+                             << ", channels = " << format->channels << ", sampleFormat = " << format->sampleFormat;
+        return 0;
+    }
+    m_nOpened = 1;
+    m_pFrame = av_frame_alloc();
+    if (m_pFrame == nullptr) {
+        FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: alloc frame error!";
+        return 0;
+    }
+    m_Staging.Open(m_pCodecContext);
+    m_nResyncThreshold = format->sampleRate;
+    return 1;
+}
+
+void CAudioEncoder::FillContext(const AVCodec* codec, AVCodecID id, const AUDIO_FORMAT* format) {
+    m_pCodecContext->codec_id = id;
+    m_pCodecContext->codec_type = AVMEDIA_TYPE_AUDIO;
+    m_pCodecContext->bit_rate = m_nBitRate;
+    m_pCodecContext->sample_rate = format->sampleRate;
+    m_pCodecContext->channels = format->channels;
+    m_pCodecContext->sample_fmt = FormatForEncoder(codec, AudioFormatToAv(format->sampleFormat));
+    // Stereo for every other number too: FFmpeg is the judge of those.
+    m_pCodecContext->channel_layout = format->channels == 1 ? AV_CH_LAYOUT_MONO : AV_CH_LAYOUT_STEREO;
+    m_pCodecContext->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
+}
+
+void CAudioEncoder::DestroyEncoder() {
+    Destroy(1);
+}
+
+void CAudioEncoder::Destroy(unsigned int lock) {
+    CMutexLocker locker(GetMainFfmpegCodecLib(), lock != 0);
+    m_nCreated = 0;
+    av_frame_free(&m_pFrame);
+    CloseContext();
+    m_Staging.Close();
+}
+
+void CAudioEncoder::CloseContext() {
+    if (m_nOpened != 0) {
+        avcodec_close(m_pCodecContext);
+    }
+    av_freep(&m_pCodecContext);
+}
