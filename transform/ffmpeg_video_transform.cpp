@@ -44,6 +44,7 @@ std::shared_ptr<CVideoTransformBase> CFfmpegVideoTransform::New(unsigned int inC
     transform->m_Output = {GetFFmpegPixelFormat(static_cast<int>(outColorSpace)), static_cast<uint16_t>(outWidth),
                            static_cast<uint16_t>(outHeight)};
     transform->m_InputSize = {inWidth, inHeight};
+    transform->m_SourceSize = {inWidth, inHeight};
     transform->m_OutputSize = {outWidth, outHeight};
     transform->m_CropRect = crop;
     transform->MakeCropBuffer(inColorSpace);
@@ -52,34 +53,36 @@ std::shared_ptr<CVideoTransformBase> CFfmpegVideoTransform::New(unsigned int inC
         return nullptr;
     }
     transform->MakeOutput(outColorSpace);
-    transform->MakeSafe();
+    transform->MakeScaling();
     return transform;
 }
 
-// A rectangle turned round has no pixels and is no crop.
+// A rectangle turned round is cut out of nothing: the picture that is scaled stays as it is made, zeros.
 void CFfmpegVideoTransform::MakeCropBuffer(unsigned int inColorSpace) {
-    if (m_CropRect.w < m_InputSize.width || m_CropRect.h < m_InputSize.height) {
-        m_CropBuffer.resize(PictureSize<std::size_t>(inColorSpace, static_cast<std::size_t>(std::max(m_CropRect.w, 0)),
-                                                     static_cast<std::size_t>(std::max(m_CropRect.h, 0))));
+    const bool isPart = m_CropRect.w < m_InputSize.width || m_CropRect.h < m_InputSize.height;
+    if (!isPart || m_CropRect.w == 0 || m_CropRect.h == 0) {
+        return;
+    }
+    const bool turned = m_CropRect.w < 0 || m_CropRect.h < 0;
+    const Size size = turned ? m_InputSize : Size{m_CropRect.w, m_CropRect.h};
+    m_CropBuffer.resize(PictureSize<std::size_t>(inColorSpace, static_cast<std::size_t>(size.width),
+                                                 static_cast<std::size_t>(size.height)));
+    if (!m_CropBuffer.empty()) {
+        m_SourceSize = size;
     }
 }
 
-CFfmpegVideoTransform::Size CFfmpegVideoTransform::SourceSize() const {
-    return m_CropBuffer.empty() ? m_InputSize : Size{m_CropRect.w, m_CropRect.h};
-}
-
 bool CFfmpegVideoTransform::MakeScaler() {
-    const Size source = SourceSize();
     // libswscale ends the process where a format is none.
     if (m_Input.format != AV_PIX_FMT_NONE && m_Output.format != AV_PIX_FMT_NONE) {
-        m_pSwsContext = NewScaler(source.width, source.height, m_Input.format, m_OutputSize.width, m_OutputSize.height,
-                                  m_Output.format);
+        m_pSwsContext = NewScaler(m_SourceSize.width, m_SourceSize.height, m_Input.format, m_OutputSize.width,
+                                  m_OutputSize.height, m_Output.format);
     }
     if (m_pSwsContext == nullptr) {
         FFMPEG_LOG(Critical) << "CFfmpegVideoTransform::New: failed";
         return false;
     }
-    if (FillTightLinesizes(m_SrcLineSizes, m_Input.format, source.width) < 0) {
+    if (FillTightLinesizes(m_SrcLineSizes, m_Input.format, m_SourceSize.width) < 0) {
         FFMPEG_LOG(Critical) << "CFfmpegVideoTransform::New: fill src line size failed";
         return false;
     }
@@ -104,21 +107,18 @@ bool CFfmpegVideoTransform::HeightsFit() const {
 }
 
 // Pictures that `Resize` refuses are never scaled, and need nothing.
-void CFfmpegVideoTransform::MakeSafe() {
-    const Size source = SourceSize();
-    if (m_pSwsContext == nullptr || !HeightsFit() || PictureBytes(m_Input.format, source.height, m_SrcLineSizes) < 0) {
+void CFfmpegVideoTransform::MakeScaling() {
+    if (m_pSwsContext == nullptr || !HeightsFit() ||
+        PictureBytes(m_Input.format, m_SourceSize.height, m_SrcLineSizes) < 0) {
         return;
     }
-    const PictureShape from{m_Input.format, source.width, source.height};
-    const PictureShape to{m_Output.format, m_OutputSize.width, m_OutputSize.height};
-    m_pSource = std::make_unique<ScalerSource>(from, to, m_SrcLineSizes);
-    if (PaddedPicture::IsNeededFor(to.width) || !ScalerSource::MayWriteRowsInPlace(from)) {
-        m_pPaddedOutput = std::make_unique<PaddedPicture>(to.format, to.width, to.height);
-    }
+    m_Scaling.emplace(PictureShape{m_Input.format, m_SourceSize.width, m_SourceSize.height}, m_SrcLineSizes,
+                      PictureShape{m_Output.format, m_OutputSize.width, m_OutputSize.height}, m_DstLineSizes);
 }
 
 int CFfmpegVideoTransform::GetOutFrameLength() {
-    return m_OutputSize.height > 0 ? PictureBytes(m_Output.format, m_OutputSize.height, m_DstLineSizes) : 0;
+    // A picture without rows has no line sizes either.
+    return PictureBytes(m_Output.format, std::max(m_OutputSize.height, 1), m_DstLineSizes);
 }
 
 CFrameBufferBase* CFfmpegVideoTransform::Transform(CFrameBufferBase* frame) {
@@ -146,7 +146,7 @@ bool CFfmpegVideoTransform::Resize(void* src, void* dst) {
     const bool heightsFit = HeightsFit();
     uint8_t* srcPlanes[4] = {};
     uint8_t* dstPlanes[4] = {};
-    if (heightsFit && av_image_fill_pointers(srcPlanes, m_Input.format, SourceSize().height, static_cast<uint8_t*>(src),
+    if (heightsFit && av_image_fill_pointers(srcPlanes, m_Input.format, m_SourceSize.height, static_cast<uint8_t*>(src),
                                              m_SrcLineSizes) < 0) {
         FFMPEG_LOG(Error) << "CFfmpegVideoTransform::Transform: fill src pointers failed";
         return false;
@@ -156,24 +156,9 @@ bool CFfmpegVideoTransform::Resize(void* src, void* dst) {
         FFMPEG_LOG(Error) << "CFfmpegVideoTransform::Transform: fill dst pointers failed";
         return false;
     }
-    if (!heightsFit || Scale(srcPlanes, dstPlanes) < 0) {
+    if (!m_Scaling || m_Scaling->Scale(m_pSwsContext.get(), srcPlanes, dstPlanes) < 0) {
         FFMPEG_LOG(Error) << "CFfmpegVideoTransform::Transform:  sws_scale failed";
         return false;
     }
     return true;
-}
-
-int CFfmpegVideoTransform::Scale(uint8_t* const src[4], uint8_t* dst[4]) {
-    if (m_pSource == nullptr) {
-        return AVERROR(EINVAL);
-    }
-    if (m_pPaddedOutput == nullptr) {
-        return m_pSource->Scale(m_pSwsContext.get(), src, dst, m_DstLineSizes);
-    }
-    const int result =
-        m_pSource->Scale(m_pSwsContext.get(), src, m_pPaddedOutput->Planes(), m_pPaddedOutput->Linesizes());
-    if (result >= 0) {
-        m_pPaddedOutput->CopyTo(dst, m_DstLineSizes);
-    }
-    return result;
 }

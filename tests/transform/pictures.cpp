@@ -132,8 +132,8 @@ std::vector<uint8_t> ScaleLikeFfmpeg(unsigned int fromColorSpace, Dimensions fro
 std::shared_ptr<CFfmpegVideoTransform> NewTransform(unsigned int fromColorSpace, Dimensions from,
                                                     CVideoTransformBase::CROP_RECT crop, unsigned int toColorSpace,
                                                     Dimensions to) {
-    return std::static_pointer_cast<CFfmpegVideoTransform>(CFfmpegVideoTransform::New(
-        fromColorSpace, from.width, from.height, crop, toColorSpace, to.width, to.height));
+    return std::static_pointer_cast<CFfmpegVideoTransform>(
+        CFfmpegVideoTransform::New(fromColorSpace, from.width, from.height, crop, toColorSpace, to.width, to.height));
 }
 
 std::shared_ptr<CFfmpegVideoTransform> NewTransform(unsigned int fromColorSpace, Dimensions from,

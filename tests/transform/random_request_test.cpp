@@ -47,8 +47,8 @@ public:
 
     static CVideoTransformBase::CROP_RECT PartOf(const Request& request) {
         const auto [width, height] = request.in;
-        if (!request.zoom || (request.zoom->right - request.zoom->left > 99 &&
-                              request.zoom->bottom - request.zoom->top > 99)) {
+        if (!request.zoom ||
+            (request.zoom->right - request.zoom->left > 99 && request.zoom->bottom - request.zoom->top > 99)) {
             return {0, 0, width, height};
         }
         const int x = request.zoom->left * width / 100;
@@ -69,12 +69,10 @@ enum class Outcome { kRefused, kFrameItself, kAbort, kNothing, kPicture };
 
 class RandomRequest : public testing::Test {
 protected:
-    RandomRequest() : m_Source(std::size_t{512} * 512 * 4) {
-        av_log_set_level(AV_LOG_QUIET);
-    }
+    RandomRequest() : m_Source(std::size_t{512} * 512 * 4) { av_log_set_level(AV_LOG_QUIET); }
 
     static bool HasCrop(const Request& request, const CVideoTransformBase::CROP_RECT& part) {
-        return (part.w < request.in.width || part.h < request.in.height) && part.w > 0 && part.h > 0 &&
+        return (part.w < request.in.width || part.h < request.in.height) && part.w != 0 && part.h != 0 &&
                request.from != CSP_NV12;
     }
 
@@ -105,12 +103,12 @@ protected:
     void ExpectRefusal(const Request& request, const CVideoTransformBase* transform) {
         const CVideoTransformBase::CROP_RECT part = Requests::PartOf(request);
         EXPECT_EQ(transform, nullptr);
-        EXPECT_THAT(m_Log.Take(),
-                    ElementsAre(Codrelay(Severity::Critical,
-                                         "CVideoTransformBase::New: invalid zoom dimensions: { x: " +
-                                             std::to_string(part.x) + ", y: " + std::to_string(part.y) +
-                                             ", w: " + std::to_string(part.w) + ", h: " + std::to_string(part.h) +
-                                             " }")));
+        EXPECT_THAT(
+            m_Log.Take(),
+            ElementsAre(Codrelay(Severity::Critical,
+                                 "CVideoTransformBase::New: invalid zoom dimensions: { x: " + std::to_string(part.x) +
+                                     ", y: " + std::to_string(part.y) + ", w: " + std::to_string(part.w) +
+                                     ", h: " + std::to_string(part.h) + " }")));
     }
 
     void ExpectPicture(const Request& request, CVideoTransformBase& transform, CFrameBufferBase& frame) {

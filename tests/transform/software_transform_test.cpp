@@ -49,11 +49,10 @@ TEST_F(SoftwareTransform, TellsWhatItIsMadeFor) {
                                    "CFfmpegVideoTransform::New: creating new software transform: in: w=640,h=360,csp=2 "
                                    "| out: w=320,h=240,csp=32")));
     NewTransform(0x80000000U, {-1, 0}, 0xffffffffU, {8, -8});
-    EXPECT_THAT(m_Log.Take(),
-                ElementsAre(Ffmpeg(Severity::Info,
-                                   "CFfmpegVideoTransform::New: creating new software transform: in: "
-                                   "w=-1,h=0,csp=2147483648 | out: w=8,h=-8,csp=4294967295"),
-                            kNewFailed));
+    EXPECT_THAT(m_Log.Take(), ElementsAre(Ffmpeg(Severity::Info,
+                                                 "CFfmpegVideoTransform::New: creating new software transform: in: "
+                                                 "w=-1,h=0,csp=2147483648 | out: w=8,h=-8,csp=4294967295"),
+                                          kNewFailed));
 }
 
 TEST_F(SoftwareTransform, AChangeOfColourSpaceAloneIsDelivered) {
@@ -70,7 +69,8 @@ TEST_F(SoftwareTransform, AChangeOfColourSpaceAloneIsDelivered) {
     EXPECT_EQ(picture->m_nHeight, 48U);
     EXPECT_EQ(picture->GetConstData(), picture->GetData());
     EXPECT_EQ(picture->GetAuxiliary(), 0);
-    EXPECT_EQ(BytesOf(*transform, *picture), ScaleLikeFfmpeg(CSP_YUV420P, {64, 48}, source.data(), CSP_RGB24, {64, 48}));
+    EXPECT_EQ(BytesOf(*transform, *picture),
+              ScaleLikeFfmpeg(CSP_YUV420P, {64, 48}, source.data(), CSP_RGB24, {64, 48}));
     EXPECT_EQ(source, before);
     EXPECT_EQ(transform->GetSupportedColorSpaces(), 27U);
     EXPECT_THAT(m_Log.Take(), IsEmpty());
@@ -113,7 +113,8 @@ TEST_F(SoftwareTransform, TheResultIsTheTransformsAndUsedAgain) {
     EXPECT_EQ(transform->Transform(&b), picture);
     EXPECT_EQ(picture->GetData(), bytes);
     EXPECT_EQ(picture->m_nTimestamp, 2);
-    EXPECT_EQ(BytesOf(*transform, *picture), ScaleLikeFfmpeg(CSP_RGB24, {64, 48}, second.data(), CSP_YUV420P, {32, 32}));
+    EXPECT_EQ(BytesOf(*transform, *picture),
+              ScaleLikeFfmpeg(CSP_RGB24, {64, 48}, second.data(), CSP_YUV420P, {32, 32}));
 }
 
 TEST_F(SoftwareTransform, AFrameCostsNoAllocation) {
@@ -157,6 +158,20 @@ TEST_F(SoftwareTransform, APartWithoutPixelsIsNone) {
     EXPECT_EQ(Run(*NewTransform(CSP_RGB24, {64, 48}, {5, 7, 0, 0}, CSP_RGB24, {64, 48}), source), source);
 }
 
+TEST_F(SoftwareTransform, APartThatIsTurnedRoundIsScaledFromZeros) {
+    std::vector<uint8_t> source = Noise(TightSize(CSP_RGB24, {64, 48}), 7);
+    const std::vector<uint8_t> black(source.size());
+    const std::vector<uint8_t> scaled = ScaleLikeFfmpeg(CSP_RGB24, {64, 48}, black.data(), CSP_YUV420P, {40, 30});
+    for (const CVideoTransformBase::CROP_RECT part :
+         {CVideoTransformBase::CROP_RECT{32, 24, -8, -8}, {32, 24, -8, 8}, {32, 24, 8, -8}}) {
+        EXPECT_EQ(Run(*NewTransform(CSP_RGB24, {64, 48}, part, CSP_YUV420P, {40, 30}), source), scaled);
+    }
+    const auto alone = NewTransform(CSP_RGB24, {64, 48}, {8, 8, -8, -8}, CSP_RGB24, {-8, -8});
+    EXPECT_EQ(alone->GetOutFrameLength(), 0);
+    HostFrame frame(source.data());
+    EXPECT_NE(alone->Transform(&frame), nullptr);
+}
+
 TEST_F(SoftwareTransform, TheLengthOfTheOutputIsTold) {
     const auto lengthTo = [](unsigned int colorSpace, int width, int height) {
         return NewTransform(CSP_RGB24, {64, 48}, colorSpace, {width, height})->GetOutFrameLength();
@@ -183,6 +198,8 @@ TEST_F(SoftwareTransform, AColourSpaceThatIsNoneIsAFailureOnEitherSide) {
 
 TEST_F(SoftwareTransform, AColourSpaceThatIsNoneHasNoOutputWhereNoScalerIsAsked) {
     EXPECT_THROW(NewTransform(3, {64, 48}, 3, {64, 48}), std::length_error);
+    EXPECT_THROW(NewTransform(3, {64, 0}, 3, {64, 0}), std::length_error);
+    EXPECT_EQ(NewTransform(CSP_RGB24, {64, 0}, CSP_RGB24, {64, 0})->GetOutFrameLength(), 0);
     CVideoTransformBase::ZOOM_RECT zoom{0, 0, 50, 50};
     EXPECT_THROW(CVideoTransformBase::New(3, 64, 48, &zoom, 3, 32, 24), std::length_error);
 }
@@ -202,8 +219,9 @@ TEST_F(SoftwareTransform, APictureTooLargeToPointIntoFailsFrameByFrame) {
         HostFrame frame(nullptr, 77);
         for (int i = 0; i < 2; ++i) {
             EXPECT_EQ(transform->Transform(&frame), nullptr);
-            EXPECT_THAT(m_Log.Take(), ElementsAre(Ffmpeg(Severity::Error,
-                                                         "CFfmpegVideoTransform::Transform: fill src pointers failed")));
+            EXPECT_THAT(
+                m_Log.Take(),
+                ElementsAre(Ffmpeg(Severity::Error, "CFfmpegVideoTransform::Transform: fill src pointers failed")));
         }
     }
 }
@@ -234,8 +252,7 @@ TEST_F(SoftwareTransform, AWidthThatIsNotRememberedIsScaledAllTheSame) {
               ScaleLikeFfmpeg(CSP_RGB24, {70000, 9}, source.data(), CSP_BGR24, {70000, 9}));
     std::vector<uint8_t> narrow = Noise(TightSize(CSP_RGB24, {4000, 9}), 8);
     const auto widening = NewTransform(CSP_RGB24, {4000, 9}, CSP_RGB24, {65536 + 64, 9});
-    EXPECT_EQ(Run(*widening, narrow),
-              ScaleLikeFfmpeg(CSP_RGB24, {4000, 9}, narrow.data(), CSP_RGB24, {65536 + 64, 9}));
+    EXPECT_EQ(Run(*widening, narrow), ScaleLikeFfmpeg(CSP_RGB24, {4000, 9}, narrow.data(), CSP_RGB24, {65536 + 64, 9}));
     HostFrame frame(narrow.data());
     EXPECT_EQ(widening->Transform(&frame)->m_nWidth, 64U);
 }

@@ -216,7 +216,7 @@ TEST_F(TransformCalls, BGRToPlanesIsReadAndWrittenInPlace) {
     EXPECT_EQ(calls[0].to, m_pPicture);
 }
 
-TEST_F(TransformCalls, PicturesThatAreUnsafeInPlaceAreCopiedAndScaledInOneGo) {
+TEST_F(TransformCalls, PicturesThatMayNotComeInSlicesAreCopiedAndScaledInOneGo) {
     const auto expectCopied = [this](unsigned int from, Dimensions in, unsigned int to, Dimensions out) {
         const std::vector<ScaleCall> calls = CallsFor(from, in, to, out);
         ASSERT_THAT(calls, SizeIs(1));
@@ -224,19 +224,30 @@ TEST_F(TransformCalls, PicturesThatAreUnsafeInPlaceAreCopiedAndScaledInOneGo) {
         EXPECT_EQ(calls[0].rows, in.height);
     };
     expectCopied(CSP_RGB24, {63, 48}, CSP_YUV420P, {32, 32});
-    expectCopied(CSP_NV12, {48, 48}, CSP_YUV420P, {48, 48});
     expectCopied(CSP_RGB24, {8, 128}, CSP_YUV420P, {16, 8});
     expectCopied(CSP_RGB24, {128, 8}, CSP_YUV420P, {8, 16});
     expectCopied(CSP_RGB24, {64, 2}, CSP_YUV420P, {16, 8});
 }
 
-TEST_F(TransformCalls, RowsThatAreUnsafeToWriteComeFromAPaddedPicture) {
-    for (const ScaleCall& call : CallsFor(CSP_RGB24, kSize, CSP_YUV420P, {40, 32})) {
-        EXPECT_NE(call.to, m_pPicture);
-    }
-    for (const ScaleCall& call : CallsFor(CSP_NV12, {48, 48}, CSP_YUV420P, {48, 48})) {
-        EXPECT_NE(call.to, m_pPicture);
-    }
+TEST_F(TransformCalls, OnlyRowsThatAreUnsafeToWriteComeFromAPaddedPicture) {
+    const auto writesInPlace = [this](unsigned int from, Dimensions in, unsigned int to, Dimensions out) {
+        const std::vector<ScaleCall> calls = CallsFor(from, in, to, out);
+        EXPECT_THAT(calls, SizeIs(2));
+        return calls.front().to == m_pPicture && calls.back().to == m_pPicture;
+    };
+    EXPECT_TRUE(writesInPlace(CSP_NV12, {64, 48}, CSP_YUV420P, {64, 48}));
+    EXPECT_FALSE(writesInPlace(CSP_NV12, {48, 48}, CSP_YUV420P, {48, 48}));
+    EXPECT_TRUE(writesInPlace(CSP_NV12, {48, 48}, CSP_RGB24, {48, 48}));
+    EXPECT_TRUE(writesInPlace(CSP_NV12, {48, 48}, CSP_YUV420P, {40, 48}));
+
+    EXPECT_TRUE(writesInPlace(CSP_YUV420P, {48, 48}, CSP_BGRA, {48, 48}));
+    EXPECT_FALSE(writesInPlace(CSP_YUV420P, {40, 48}, CSP_BGRA, {40, 48}));
+    EXPECT_TRUE(writesInPlace(CSP_YUV420P, {40, 48}, CSP_NV12, {40, 48}));
+    EXPECT_TRUE(writesInPlace(CSP_YUV420P, {48, 48}, CSP_BGRA, {40, 48}));
+
+    EXPECT_TRUE(writesInPlace(CSP_RGB24, kSize, CSP_YUV420P, {18, 32}));
+    EXPECT_FALSE(writesInPlace(CSP_RGB24, kSize, CSP_YUV420P, {14, 32}));
+    EXPECT_FALSE(writesInPlace(CSP_RGB24, kSize, CSP_YUV420P, {33, 32}));
 }
 
 }  // namespace

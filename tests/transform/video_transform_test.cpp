@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "common/log_capture.h"
 #include "transform/pictures.h"
 
@@ -32,8 +34,8 @@ protected:
     }
 
     void ExpectDummy(Dimensions size, Zoom* zoom) {
-        const auto transform = CVideoTransformBase::New(CSP_RGB24, size.width, size.height, zoom, CSP_RGB24, size.width,
-                                                        size.height);
+        const auto transform =
+            CVideoTransformBase::New(CSP_RGB24, size.width, size.height, zoom, CSP_RGB24, size.width, size.height);
         EXPECT_THAT(m_Log.Take(), ElementsAre(Codrelay(Severity::Trace, "Creating dummy transform")));
         ASSERT_NE(transform, nullptr);
         HostFrame frame(nullptr, 5);
@@ -173,16 +175,27 @@ TEST_F(VideoTransform, APartThatBeginsOutsideThePictureIsFilledUpWithZeros) {
     }
 }
 
-TEST_F(VideoTransform, APartWithoutPixelsIsTheWholePicture) {
+TEST_F(VideoTransform, APartWithoutWidthIsTheWholePicture) {
     std::vector<uint8_t> source = Noise(100 * 100 * 3, 1);
+    const auto transform = New({100, 100}, {50, 50, 50, 60}, {64, 64});
+    ASSERT_NE(transform, nullptr);
+    HostFrame frame(source.data());
+    CFrameBufferBase* picture = transform->Transform(&frame);
+    ASSERT_NE(picture, nullptr);
     const std::vector<uint8_t> expected = ScaleLikeFfmpeg(CSP_RGB24, {100, 100}, source.data(), CSP_RGB24, {64, 64});
-    for (const Zoom zoom : {Zoom{80, 0, 20, 100}, Zoom{50, 50, 50, 60}}) {
-        const auto transform = New({100, 100}, zoom, {64, 64});
+    EXPECT_EQ(std::vector<uint8_t>(picture->GetData(), picture->GetData() + expected.size()), expected);
+}
+
+// Its rows are none, so nothing is cut out.
+TEST_F(VideoTransform, APartThatIsTurnedRoundIsAPictureOfZeros) {
+    std::vector<uint8_t> source = Noise(100 * 100 * 3, 1);
+    for (const Zoom zoom : {Zoom{80, 0, 20, 100}, Zoom{0, 0, -10, 50}, Zoom{-10, -10, -20, -20}}) {
+        const auto transform = New({100, 100}, zoom, {64, 48});
         ASSERT_NE(transform, nullptr);
         HostFrame frame(source.data());
         CFrameBufferBase* picture = transform->Transform(&frame);
         ASSERT_NE(picture, nullptr);
-        EXPECT_EQ(std::vector<uint8_t>(picture->GetData(), picture->GetData() + expected.size()), expected);
+        EXPECT_EQ(std::count(picture->GetData(), picture->GetData() + 64 * 48 * 3, 0), 64 * 48 * 3);
     }
 }
 
