@@ -83,6 +83,9 @@ TightScaling::TightScaling(const PictureShape& from, const int fromLinesizes[4],
 }
 
 int TightScaling::Scale(SwsContext* scaler, uint8_t* const from[4], uint8_t* to[4]) {
+    if (from[0] == nullptr || to[0] == nullptr) {
+        return 0;  // as libswscale answers, which leaves what is nowhere alone
+    }
     if (!m_PaddedTarget) {
         return ScaleTo(scaler, from, to, m_ToLinesizes);
     }

@@ -271,6 +271,22 @@ TEST_F(SoftwareTransform, ResizingWithoutAScalerFails) {
     EXPECT_THAT(m_Log.Take(), ElementsAre(kScaleFailed));
 }
 
+// libswscale has a word of its own on it, and no rows.
+TEST_F(SoftwareTransform, AFrameWithoutBytesLeavesThePictureAsItWas) {
+    std::vector<uint8_t> source = Noise(TightSize(CSP_RGB24, {64, 48}), 12);
+    for (const Dimensions out : {Dimensions{64, 48}, Dimensions{33, 33}}) {
+        const auto transform = NewTransform(CSP_RGB24, {64, 48}, CSP_YUV420P, out);
+        const std::vector<uint8_t> before = Run(*transform, source);
+        m_Log.Take();
+        HostFrame nothing(nullptr, 3);
+        CFrameBufferBase* picture = transform->Transform(&nothing);
+        ASSERT_NE(picture, nullptr);
+        EXPECT_EQ(picture->m_nTimestamp, 3);
+        EXPECT_EQ(BytesOf(*transform, *picture), before);
+        EXPECT_THAT(m_Log.Take(), IsEmpty());
+    }
+}
+
 // --- Colour spaces that have no crop.
 
 TEST_F(SoftwareTransform, NV12IsNeverCropped) {

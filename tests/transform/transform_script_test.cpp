@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <deque>
 #include <optional>
 
@@ -20,6 +21,8 @@ namespace {
 std::optional<int> g_GoodLinesizes;
 std::optional<int> g_GoodPointers;
 bool g_NoContext = false;
+/// The source widths of the scalers that were asked for.
+std::vector<int> g_Contexts;
 /// What sws_scale answers instead of scaling, call by call; it scales where there is no value.
 std::deque<std::optional<int>> g_Scales;
 
@@ -58,6 +61,7 @@ SwsContext* __wrap_sws_getContext(int srcWidth, int srcHeight, AVPixelFormat src
                                   AVPixelFormat dstFormat, int flags, SwsFilter* srcFilter, SwsFilter* dstFilter,
                                   const double* param) {
     EXPECT_EQ(flags, 0x200);
+    g_Contexts.push_back(srcWidth);
     return g_NoContext ? nullptr
                        : __real_sws_getContext(srcWidth, srcHeight, srcFormat, dstWidth, dstHeight, dstFormat, flags,
                                                srcFilter, dstFilter, param);
@@ -113,6 +117,17 @@ protected:
 TEST_F(TransformScript, AScalerThatCannotBeHadIsAFailure) {
     g_NoContext = true;
     ExpectFailureOfNew("CFfmpegVideoTransform::New: failed");
+}
+
+// The very first one of a process fills tables that all share, so no other may be made meanwhile.
+TEST_F(TransformScript, ASmallScalerIsMadeBeforeAllOthersAndOnlyOnce) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own
+    const auto make = [] {
+        NewTransform(CSP_YUV420P, kSize, CSP_RGB24, kSize);
+        NewTransform(CSP_YUV420P, kSize, CSP_RGB24, kSize);
+        std::exit(g_Contexts == std::vector<int>{16, 64, 64} ? 0 : 1);
+    };
+    EXPECT_EXIT(make(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(TransformScript, LineSizesThatCannotBeHadAreAFailureOfTheirSide) {
