@@ -79,9 +79,10 @@ CODRELAY_API CMuxerFileBase* Codrelay_MuxerFile(int format, MUXER_PARAM* param, 
 
 /// A transform from pictures of `inWidth` x `inHeight` in `inColorSpace` (a `CSP_*` id) to pictures of `outWidth` x
 /// `outHeight` in `outColorSpace`. `zoom`, which may be null, names a part of the input in percent; the part keeps the
-/// input's shape. A request that changes nothing gets a transform that hands its frames straight back. Empty, with
-/// lines on "codrelay" or "ffmpeg", if the output size is not allowed, the part lies outside the picture, or there is
-/// no such conversion.
+/// input's shape. What lies left of or above the picture is zeros, and so is all of a part whose right edge is left of
+/// its left one; a part without width is the whole picture, and so is every part of a `CSP_NV12` one. A request that
+/// changes nothing gets a transform that hands its frames straight back. Empty, with lines on "codrelay" or "ffmpeg",
+/// if the output size is not allowed, the part lies right of or below the picture, or there is no such conversion.
 CODRELAY_API std::shared_ptr<CVideoTransformBase> Codrelay_VideoTransform(unsigned int inColorSpace, int inWidth,
                                                                           int inHeight,
                                                                           CVideoTransformBase::ZOOM_RECT* zoom,
