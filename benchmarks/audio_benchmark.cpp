@@ -1,6 +1,5 @@
 // What the audio objects cost beside plain loops over FFmpeg and libopus that do the same work. Both sides take turns
-// packet by packet, on the clock of the thread, so that what else the machine does strikes both alike; the medians of
-// the rounds are told, and their ratio.
+// packet by packet.
 
 #include <benchmark/benchmark.h>
 #include <opus/opus.h>
@@ -9,10 +8,10 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <vector>
 
+#include "benchmarks/side_by_side.h"
 #include "codrelay/factories.h"
 #include "codrelay/media_ids.h"
 #include "support/ffmpeg.h"
@@ -349,53 +348,27 @@ std::vector<Bytes> OpusPackets() {
     return packets;
 }
 
-double ThreadSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
 // A few pieces at a time, so that the clock's own cost does not count.
 constexpr std::size_t kPiecesAtOnce = 8;
 
 template <typename Loop>
-double SecondsFor(Loop& loop, std::vector<Bytes>& pieces, std::size_t from) {
-    const double start = ThreadSeconds();
+void Work(Loop& loop, std::vector<Bytes>& pieces, std::size_t from) {
     for (std::size_t i = from; i < std::min(pieces.size(), from + kPiecesAtOnce); ++i) {
         benchmark::DoNotOptimize(loop.Work(pieces[i]));
     }
-    return ThreadSeconds() - start;
-}
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
 }
 
 template <typename Plain, typename Library>
 void Compare(benchmark::State& state, Plain& plain, Library& library, std::vector<Bytes> pieces) {
     av_log_set_level(AV_LOG_QUIET);
-    std::vector<double> plainRounds;
-    std::vector<double> libraryRounds;
-    bool plainFirst = false;
+    SideBySide sides(state);
     for (auto _ : state) {
-        double plainSeconds = 0;
-        double librarySeconds = 0;
         for (std::size_t from = 0; from < pieces.size(); from += kPiecesAtOnce) {
-            plainFirst = !plainFirst;
-            plainSeconds += plainFirst ? SecondsFor(plain, pieces, from) : 0;
-            librarySeconds += SecondsFor(library, pieces, from);
-            plainSeconds += plainFirst ? 0 : SecondsFor(plain, pieces, from);
+            sides.Turn([&] { Work(plain, pieces, from); }, [&] { Work(library, pieces, from); });
         }
-        plainRounds.push_back(plainSeconds);
-        libraryRounds.push_back(librarySeconds);
-        state.SetIterationTime(librarySeconds);
+        sides.EndRound();
     }
-    const double each = 1e6 / static_cast<double>(pieces.size());
-    state.counters["plain_us"] = each * Median(plainRounds);
-    state.counters["library_us"] = each * Median(libraryRounds);
-    state.counters["ratio"] = Median(libraryRounds) / Median(plainRounds);
+    sides.Tell("us", 1e6, static_cast<double>(pieces.size()));
 }
 
 void Decode(benchmark::State& state, int id, const char* name) {

@@ -1,15 +1,13 @@
 // What `CVideoEncoder::Encode` costs beside a plain FFmpeg loop over a codec that is open in the same way. Each picture
-// is encoded by both in turn, on the clock of the thread, so that what else the machine does strikes both alike; the
-// medians of the rounds are told, and their ratio.
+// is encoded by both in turn.
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <vector>
 
+#include "benchmarks/side_by_side.h"
 #include "front/registry/media_vocabulary.h"
 #include "support/ffmpeg.h"
 #include "video_encoder/video_encoder.h"
@@ -111,48 +109,19 @@ private:
     std::vector<unsigned char> m_Out;
 };
 
-double ThreadSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-template <typename Loop>
-double SecondsFor(Loop& loop, Picture& picture) {
-    const double start = ThreadSeconds();
-    benchmark::DoNotOptimize(loop.Encode(picture));
-    return ThreadSeconds() - start;
-}
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 void Encode(benchmark::State& state, int id) {
     const auto pictures = Pictures();
     PlainLoop plain(id);
     LibraryLoop library(id);
-    std::vector<double> plainRounds;
-    std::vector<double> libraryRounds;
-    bool plainFirst = false;
+    SideBySide sides(state);
     for (auto _ : state) {
-        double plainSeconds = 0;
-        double librarySeconds = 0;
         for (const auto& picture : pictures) {
-            plainFirst = !plainFirst;
-            plainSeconds += plainFirst ? SecondsFor(plain, *picture) : 0;
-            librarySeconds += SecondsFor(library, *picture);
-            plainSeconds += plainFirst ? 0 : SecondsFor(plain, *picture);
+            sides.Turn([&] { benchmark::DoNotOptimize(plain.Encode(*picture)); },
+                       [&] { benchmark::DoNotOptimize(library.Encode(*picture)); });
         }
-        plainRounds.push_back(plainSeconds);
-        libraryRounds.push_back(librarySeconds);
-        state.SetIterationTime(librarySeconds);
+        sides.EndRound();
     }
-    state.counters["plain_ms"] = 1000 * Median(plainRounds) / kPictures;
-    state.counters["library_ms"] = 1000 * Median(libraryRounds) / kPictures;
-    state.counters["ratio"] = Median(libraryRounds) / Median(plainRounds);
+    sides.Tell("ms", 1e3, kPictures);
 }
 
 // H.263 has no 640x360.

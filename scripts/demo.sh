@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# From a fresh clone to a contact sheet: sets up, builds, and shows the command at work on FILE, or on a clip made here.
+# From a fresh clone to a contact sheet: sets up, builds, and shows the command at work on FILE, or on a clip made here:
+# looks into it, decodes it, and transcodes it to MPEG-TS and to MP4.
 #
 #   scripts/demo.sh [FILE]
 set -euo pipefail
@@ -38,9 +39,15 @@ if [ -z "$file" ]; then
     make_clip "$file"
 fi
 sheet=$PWD/build/demo/sheet.png
+transcoded=$PWD/build/demo/transcoded
 
 show info
 show probe "$file"
 show decode "$file"
 show sheet "$file" "$sheet"
-say "the contact sheet is here: $sheet"
+for container in ts mp4; do
+    show transcode "$file" "$transcoded.$container"
+    show probe "$transcoded.$container"
+done
+show sheet "$transcoded.mp4" "$transcoded.png"
+say "the contact sheets are here: $sheet and, of the transcoded film, $transcoded.png"

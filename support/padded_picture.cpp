@@ -61,7 +61,9 @@ void PaddedPicture::CopyFrom(const uint8_t* const planes[4], const int linesizes
             uint8_t* to = m_Planes[plane] + static_cast<std::ptrdiff_t>(y) * m_Linesizes[plane];
             std::memcpy(to, planes[plane] + static_cast<std::ptrdiff_t>(y) * linesizes[plane],
                         static_cast<std::size_t>(row.bytes));
-            std::memcpy(to + row.bytes, to + row.bytes - row.unit, static_cast<std::size_t>(row.unit));
+            if (m_Width % 2 != 0) {
+                std::memcpy(to + row.bytes, to + row.bytes - row.unit, static_cast<std::size_t>(row.unit));
+            }
         }
     }
 }

@@ -19,8 +19,8 @@ public:
     uint8_t* const* Planes() const { return m_Planes; }
     const int* Linesizes() const { return m_Linesizes; }
 
-    /// Takes the rows of a tight picture, and repeats the last pixel of each row into the padding, since chroma is made
-    /// of pairs of pixels.
+    /// Takes the rows of a tight picture. An odd width gets the last pixel of each row again in the padding, since
+    /// chroma is made of pairs of pixels.
     void CopyFrom(const uint8_t* const planes[4], const int linesizes[4]);
 
     /// Copies the picture without its padding to rows elsewhere, such as tight ones.

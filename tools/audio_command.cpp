@@ -1,6 +1,5 @@
 #include "audio_command.h"
 
-#include <algorithm>
 #include <chrono>
 #include <iomanip>
 #include <iostream>
@@ -30,13 +29,11 @@ struct AudioOptions {
 };
 
 StreamInfo FirstAudioStream(const PacketSource& source, const std::string& file) {
-    const auto& streams = source.Streams();
-    const auto found = std::find_if(streams.begin(), streams.end(),
-                                    [](const StreamInfo& stream) { return stream.type == StreamType::Audio; });
-    if (found == streams.end()) {
+    const auto audio = source.First(StreamType::Audio);
+    if (!audio) {
         throw Failure(file + ": has no audio stream");
     }
-    return *found;
+    return *audio;
 }
 
 AUDIO_FORMAT FormatAskedFor(const AudioOptions& options, const AUDIO_FORMAT& decoded) {
@@ -59,8 +56,9 @@ public:
           m_Decoder(m_Stream, options.file),
           m_Format(FormatAskedFor(options, m_Decoder.Format())) {
         if (!IsSame(m_Format, m_Decoder.Format())) {
-            m_Converter.emplace(m_Decoder.Format(), m_Format,
-                                [this](const unsigned char* data, std::size_t size) { Write(data, size); });
+            m_Converter = std::make_unique<SoundConverter>(
+                m_Decoder.Format(), m_Format,
+                [this](const unsigned char* data, std::size_t size) { Write(data, size); });
         }
         m_Wav.emplace(options.out, options.file, m_Format);
         m_Source.ShowProgress("decoding");
@@ -113,7 +111,7 @@ private:
     StreamInfo m_Stream;
     SoundDecoder m_Decoder;
     AUDIO_FORMAT m_Format;
-    std::optional<SoundConverter> m_Converter;
+    std::unique_ptr<SoundConverter> m_Converter;
     std::optional<WavWriter> m_Wav;
     std::uint64_t m_BytesOut = 0;
     long long m_Packets = 0;

@@ -9,7 +9,8 @@
 
 namespace {
 
-// What FFmpeg 4.3 both accepts and can read back: other codecs are refused, or go in as unnamed bytes.
+// What FFmpeg 4.3 both accepts and can read back in time: other codecs are refused, go in as unnamed bytes, or (AMR in
+// AVI) come out slower than they went in.
 const std::vector<ContainerFormat>& Formats() {
     static const std::vector<int> mobileVideo = {VIDEO_CODEC_H264, VIDEO_CODEC_MPEG4, VIDEO_CODEC_H263};
     static const std::vector<int> mobileAudio = {AUDIO_CODEC_AAC, AUDIO_CODEC_AMRNB, AUDIO_CODEC_AMRWB};
@@ -41,12 +42,6 @@ const std::vector<ContainerFormat>& Formats() {
     return formats;
 }
 
-bool Holds(const std::vector<int>& codecs, int codec) {
-    return std::find(codecs.begin(), codecs.end(), codec) != codecs.end();
-}
-
-}  // namespace
-
 std::vector<std::string> ContainerFormatNames() {
     std::vector<std::string> names;
     for (const ContainerFormat& format : Formats()) {
@@ -55,9 +50,27 @@ std::vector<std::string> ContainerFormatNames() {
     return names;
 }
 
-const ContainerFormat& FindContainerFormat(const std::string& name, const std::string& path) {
+bool Holds(const std::vector<int>& codecs, int codec) {
+    return std::find(codecs.begin(), codecs.end(), codec) != codecs.end();
+}
+
+/// Without the dot.
+std::string SuffixOf(const std::string& path) {
     const std::string suffix = std::filesystem::path(path).extension().string();
-    const std::string wanted = !name.empty() || suffix.empty() ? name : suffix.substr(1);
+    return suffix.empty() ? suffix : CLI::detail::to_lower(suffix.substr(1));
+}
+
+}  // namespace
+
+void AddOutputOptions(CLI::App& command, std::string& out, std::string& format) {
+    command.add_option("OUT", out, "The file to write; its suffix names the container")->required();
+    command.add_option("--format", format, "The container, whatever the suffix")
+        ->check(CLI::IsMember(ContainerFormatNames()))
+        ->option_text("NAME");
+}
+
+const ContainerFormat& FindContainerFormat(const std::string& name, const std::string& path) {
+    const std::string wanted = name.empty() ? SuffixOf(path) : name;
     const auto found = std::find_if(Formats().begin(), Formats().end(),
                                     [&wanted](const ContainerFormat& format) { return format.name == wanted; });
     if (found == Formats().end()) {
@@ -71,6 +84,7 @@ void CheckCodecs(const ContainerFormat& format, int videoCodec, int audioCodec) 
         throw Failure(std::string(format.name) + " does not take " + VideoCodecName(videoCodec) + " video");
     }
     if (audioCodec != -1 && !Holds(format.audioCodecs, audioCodec)) {
-        throw Failure(std::string(format.name) + " does not take " + AudioCodecName(audioCodec) + " sound");
+        throw Failure(std::string(format.name) + " does not take " + AudioCodecName(audioCodec) +
+                      " sound; transcode --audio none leaves it out");
     }
 }

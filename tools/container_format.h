@@ -1,5 +1,6 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,8 @@ struct ContainerFormat {
     std::vector<int> audioCodecs;
 };
 
-std::vector<std::string> ContainerFormatNames();
+/// Adds OUT and `--format NAME`.
+void AddOutputOptions(CLI::App& command, std::string& out, std::string& format);
 
 /// The format of that name or, where it is empty, of the suffix of `path`.
 const ContainerFormat& FindContainerFormat(const std::string& name, const std::string& path);

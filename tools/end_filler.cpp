@@ -40,13 +40,17 @@ std::vector<unsigned char>& EndFiller::Make() {
     return m_Filler;
 }
 
-/// Bytes at random rather than zeros: zeros could be silence.
+/// Bytes at random rather than zeros: zeros could be silence. The first is none of the data's last ones, so that it
+/// does not go on with what they repeat.
 std::vector<unsigned char> EndFiller::MakeMarks(std::size_t size) const {
     std::vector<unsigned char> marks(size);
     std::minstd_rand random(1);
     std::generate(marks.begin(), marks.end(), [&random] {
         return static_cast<unsigned char>(kFirstMark + (random() >> 8) % (kLastMark - kFirstMark + 1));
     });
+    while (std::find(m_Tail.begin(), m_Tail.end(), marks.front()) != m_Tail.end()) {
+        marks.front() = marks.front() == kLastMark ? kFirstMark : static_cast<unsigned char>(marks.front() + 1);
+    }
     return marks;
 }
 

@@ -2,30 +2,13 @@
 
 #include <codrelay/factories.h>
 
-#include "failure.h"
-#include "media_names.h"
 #include "muxing_rules.h"
 
 namespace {
 
+/// Rounded up, so that the muxer's division gives the length again.
 int Mp3BitRate(const ContainerSetup& setup) {
     return (setup.mp3FrameBytes * setup.sound.sampleRate + 143) / 144;
-}
-
-/// The file muxer advances by whole milliseconds a frame of MP3 and by one tick a block of any other sound.
-void CheckThatSoundKeepsTime(const ContainerSetup& setup) {
-    if (setup.audioCodec == -1) {
-        return;
-    }
-    const std::string other = setup.format.onMemory ? "; the memory muxer does" : "";
-    if (setup.audioCodec != AUDIO_CODEC_MP3) {
-        throw Failure("the file muxer does not keep the times of " + AudioCodecName(setup.audioCodec) + " sound in " +
-                      setup.format.name + other);
-    }
-    if (setup.sound.sampleRate != 48000 && setup.sound.sampleRate != 32000) {
-        throw Failure("the file muxer keeps mp3 sound in time at 48000 and 32000 Hz only, and this has " +
-                      std::to_string(setup.sound.sampleRate));
-    }
 }
 
 CMuxerFileBase* NewMuxer(const ContainerSetup& setup, const std::string& path) {
@@ -33,15 +16,10 @@ CMuxerFileBase* NewMuxer(const ContainerSetup& setup, const std::string& path) {
     return Codrelay_MuxerFile(setup.format.id, &param, path.c_str());
 }
 
-ContainerSetup Checked(const ContainerSetup& setup) {
-    CheckThatSoundKeepsTime(setup);
-    return setup;
-}
-
 }  // namespace
 
 FileContainerWriter::FileContainerWriter(const ContainerSetup& setup)
-    : m_Setup(Checked(setup)),
+    : m_Setup(setup),
       m_File(setup.out, setup.in),
       m_Muxer(NewMuxer(setup, m_File.Path())),
       m_SoundClock(setup.sound.sampleRate) {

@@ -60,11 +60,15 @@ std::uintmax_t CheckInputFile(const std::string& path) {
     return std::filesystem::file_size(path);
 }
 
-OutputFile::OutputFile(const std::string& path, const std::string& input) : m_Path(path) {
+void CheckThatInputIsKept(const std::string& path, const std::string& input) {
     std::error_code ignored;
     if (std::filesystem::equivalent(path, input, ignored)) {
         throw Failure(path + ": is the input; it would be written over");
     }
+}
+
+OutputFile::OutputFile(const std::string& path, const std::string& input) : m_Path(path) {
+    CheckThatInputIsKept(path, input);
     m_File.reset(std::fopen(path.c_str(), "wb"));
     if (!m_File) {
         FailToWrite();

@@ -12,6 +12,9 @@ std::string ReadFileStart(const std::string& path);
 /// Says what is wrong with an input before anybody tries to open it as media. Gives its size in bytes.
 std::uintmax_t CheckInputFile(const std::string& path);
 
+/// A `Failure` where `path` and `input`, which is being read, are one file.
+void CheckThatInputIsKept(const std::string& path, const std::string& input);
+
 /// A file on its way out. One that is not finished with is removed again, so that no half of a file stays behind.
 class OutputFile {
 public:

@@ -14,6 +14,7 @@ std::optional<unsigned int> FilmSource::FrameRate() {
     long long first = 0;
     long long last = 0;
     PacketSource source(m_Session, m_File);
+    source.ShowProgress("reading");
     source.ReadAll([&](const DEMUXER_PACKET& packet) {
         if (packet.streamIndex == m_Input.stream.index && packet.pts != kNoTime) {
             first = count == 0 ? packet.pts : std::min(first, packet.pts);

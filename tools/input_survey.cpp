@@ -8,21 +8,20 @@
 namespace {
 
 constexpr std::size_t kEnoughPictures = 50;
+/// Pictures may come so much later than their times say: before the latest ones, some may be missing yet.
+constexpr std::size_t kMostReordered = 16;
 /// A medium that does not show in so many packets is not waited for.
 constexpr int kPatience = 2000;
 
-std::optional<StreamInfo> First(const std::vector<StreamInfo>& streams, StreamType type) {
-    const auto found =
-        std::find_if(streams.begin(), streams.end(), [type](const StreamInfo& stream) { return stream.type == type; });
-    return found != streams.end() ? std::optional<StreamInfo>(*found) : std::nullopt;
-}
-
-unsigned int RateOf(const std::vector<long long>& times) {
+unsigned int RateOf(std::vector<long long> times) {
     if (times.size() < 2) {
         return 0;
     }
-    const auto [first, last] = std::minmax_element(times.begin(), times.end());
-    const auto span = static_cast<std::size_t>(*last - *first);
+    std::sort(times.begin(), times.end());
+    if (times.size() >= kEnoughPictures) {
+        times.resize(kEnoughPictures - kMostReordered);
+    }
+    const auto span = static_cast<std::size_t>(times.back() - times.front());
     const std::size_t rate = span == 0 ? 0 : ((times.size() - 1) * 1000 + span / 2) / span;
     return static_cast<unsigned int>(std::clamp<std::size_t>(rate, 1, 240));
 }
@@ -36,14 +35,14 @@ bool Is(const std::optional<StreamInfo>& stream, const DEMUXER_PACKET& packet) {
 InputSurvey SurveyInput(LibrarySession& session, const std::string& path) {
     PacketSource source(session, path);
     InputSurvey survey;
-    survey.video = First(source.Streams(), StreamType::Video);
-    survey.sound = First(source.Streams(), StreamType::Audio);
+    survey.video = source.First(StreamType::Video);
+    survey.sound = source.First(StreamType::Audio);
     if (!survey.video && !survey.sound) {
         throw Failure(path + ": has neither video nor sound");
     }
     std::vector<long long> times;
     const auto take = [&](const DEMUXER_PACKET& packet) {
-        const long long time = packet.pts != kNoTime ? packet.pts : packet.dts;
+        const long long time = StampOf(packet);
         if (Is(survey.video, packet) && time != kNoTime) {
             times.push_back(time);
         } else if (Is(survey.sound, packet) && survey.soundBytes == 0) {

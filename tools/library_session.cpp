@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <thread>
 #include <utility>
 
 #include "codrelay/library.h"
@@ -95,4 +96,12 @@ void LibrarySession::Hear(const uvqlog::LogEvent& event) {
     if (m_Listener) {
         m_Listener(event);
     }
+}
+
+LibrarySession::Listener OnThisThread(LibrarySession::Listener listener) {
+    return [listener = std::move(listener), thread = std::this_thread::get_id()](const uvqlog::LogEvent& event) {
+        if (std::this_thread::get_id() == thread) {
+            listener(event);
+        }
+    };
 }

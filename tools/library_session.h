@@ -61,6 +61,9 @@ private:
     LibrarySession& m_Session;
 };
 
+/// Hears only what is said on the thread that makes it.
+LibrarySession::Listener OnThisThread(LibrarySession::Listener listener);
+
 /// Listens for its own lifetime; the listener before it is back afterwards.
 class ScopedListener {
 public:

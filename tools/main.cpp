@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -38,7 +40,10 @@ void FinishStandardOutput() {
     }
 }
 
-int Complain(const std::string& what) {
+/// One line, whatever the names of files and their contents bring in.
+int Complain(std::string what) {
+    std::replace_if(
+        what.begin(), what.end(), [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; }, '?');
     std::cerr << "codrelay: " << what << "\n";
     return kFailed;
 }

@@ -8,9 +8,27 @@ std::string Subject(const ContainerSetup& setup) {
     return setup.out + ": the " + setup.format.name + " muxer ";
 }
 
+/// What is no MP3 has a bit rate for AVI's sake alone.
+int BitRateOfSound(const ContainerSetup& setup, int mp3BitRate) {
+    const int samples = setup.sound.sampleRate * setup.sound.channels;
+    switch (setup.audioCodec) {
+        case AUDIO_CODEC_MP3:
+            return mp3BitRate;
+        case AUDIO_CODEC_AAC:
+            return setup.sound.sampleRate / kAacRateStep;
+        case AUDIO_CODEC_PCM_S16LE:
+            return samples * 16;
+        case AUDIO_CODEC_MULAW:
+        case AUDIO_CODEC_ALAW:
+            return samples * 8;
+        default:
+            return 0;
+    }
+}
+
 }  // namespace
 
-MUXER_PARAM MuxerParam(const ContainerSetup& setup, int cuttingRate) {
+MUXER_PARAM MuxerParam(const ContainerSetup& setup, int mp3BitRate) {
     MUXER_PARAM param{};
     param.videoCodec = setup.videoCodec;
     param.audioCodec = setup.audioCodec;
@@ -18,7 +36,7 @@ MUXER_PARAM MuxerParam(const ContainerSetup& setup, int cuttingRate) {
     param.height = static_cast<int>(setup.size.height);
     param.sampleRate = setup.sound.sampleRate;
     param.channels = setup.sound.channels;
-    param.audioBitRate = cuttingRate;
+    param.audioBitRate = BitRateOfSound(setup, mp3BitRate);
     return param;
 }
 
@@ -32,7 +50,7 @@ void CheckMp3Frame(const ContainerSetup& setup, const MediaPacket& packet) {
 }
 
 void FailOnHeader(const ContainerSetup& setup) {
-    throw Failure(Subject(setup) + "cannot write its header");
+    throw Failure(Subject(setup) + "cannot write its header (--log error shows why)");
 }
 
 void FailOnPacket(const ContainerSetup& setup, const MediaPacket& packet) {

@@ -2,6 +2,7 @@
 
 #include <codrelay/factories.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 
@@ -35,6 +36,12 @@ StreamInfo PacketSource::DescribeStream(int index) {
     return stream;
 }
 
+std::optional<StreamInfo> PacketSource::First(StreamType type) const {
+    const auto found = std::find_if(m_Streams.begin(), m_Streams.end(),
+                                    [type](const StreamInfo& stream) { return stream.type == type; });
+    return found != m_Streams.end() ? std::optional<StreamInfo>(*found) : std::nullopt;
+}
+
 void PacketSource::ShowProgress(const std::string& label) {
     if (m_Session.IsSilent()) {
         m_Progress.emplace(label, m_Bytes);
@@ -60,9 +67,9 @@ void PacketSource::ReadAll(const Taker& taker) {
 /// The end of the file and a packet that cannot be read have one result; only the log tells them apart.
 int PacketSource::ReadFrame() {
     bool failed = false;
-    const ScopedListener listening(m_Session, [&failed](const uvqlog::LogEvent& event) {
-        failed = failed || event.severity >= uvqlog::Severity::Error;
-    });
+    const ScopedListener listening(m_Session, OnThisThread([&failed](const uvqlog::LogEvent& event) {
+                                       failed = failed || event.severity >= uvqlog::Severity::Error;
+                                   }));
     const int read = m_Demuxer->ReadNextFrame();
     if (read == 0 && failed) {
         throw Failure(m_Path + ": is damaged or cut short: packet " + std::to_string(m_PacketsRead) +

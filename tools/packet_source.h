@@ -17,6 +17,11 @@
 /// What stands in a packet's pts or dts where the container gives none.
 inline constexpr long long kNoTime = std::numeric_limits<long long>::min();
 
+/// When a packet is shown, or else decoded; kNoTime where the container tells neither.
+inline long long StampOf(const DEMUXER_PACKET& packet) {
+    return packet.pts != kNoTime ? packet.pts : packet.dts;
+}
+
 enum class StreamType { Other = 0, Video = 1, Audio = 2 };
 
 struct StreamInfo {
@@ -38,6 +43,8 @@ public:
     ~PacketSource() override;
 
     const std::vector<StreamInfo>& Streams() const { return m_Streams; }
+    /// The first stream of that type, if there is one.
+    std::optional<StreamInfo> First(StreamType type) const;
     /// From now on reading moves a progress bar, unless log lines go where it stands.
     void ShowProgress(const std::string& label);
     /// False at the end of the file.

@@ -24,10 +24,7 @@ void CheckThatAFileMayStandAt(const std::string& path) {
 PartFile::PartFile(const std::string& path, const std::string& input)
     : m_Path(path), m_Part(std::filesystem::absolute(path).string() + ".part") {
     CheckThatAFileMayStandAt(path);
-    std::error_code ignored;
-    if (std::filesystem::equivalent(path, input, ignored)) {
-        throw Failure(path + ": is the input; it would be written over");
-    }
+    CheckThatInputIsKept(path, input);
     OutputFile(m_Part, input).Finish();
 }
 

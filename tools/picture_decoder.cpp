@@ -55,9 +55,9 @@ PictureDecoder::PictureDecoder(LibrarySession& session, const DecoderSetup& setu
 /// A picture that was converted does not tell its size: it has that of the creation, or of the last change, which the
 /// decoder tells in its log alone.
 DecodeStatus PictureDecoder::Decode(const DEMUXER_PACKET& packet, Picture& picture, unsigned int rateLimit) {
-    const ScopedListener listening(m_Session, [this](const uvqlog::LogEvent& event) {
-        m_Size = AnnouncedSize(std::string(event.text)).value_or(m_Size);
-    });
+    const ScopedListener listening(m_Session, OnThisThread([this](const uvqlog::LogEvent& event) {
+                                       m_Size = AnnouncedSize(std::string(event.text)).value_or(m_Size);
+                                   }));
     std::shared_ptr<CFrameBufferBase> frame;
     const int status = m_Decoder->Decode(packet.data, packet.size, frame, packet.pts, rateLimit);
     if (frame) {

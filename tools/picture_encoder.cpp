@@ -23,13 +23,19 @@ std::size_t RoomyPacket(CVideoEncoderBase& encoder, PictureSize size) {
     return std::size_t{4} * static_cast<std::size_t>(encoder.GetMaxOutFrameLength(size.width, size.height)) + 65536;
 }
 
+/// The sizes that a codec has, where that may be what went wrong.
+std::string SizeHint(const EncoderSetup& setup) {
+    if (setup.codecId == VIDEO_CODEC_H263) {
+        return "; H.263 has 128x96, 176x144, 352x288, 704x576 and 1408x1152 (--size)";
+    }
+    const bool isTiny = setup.size.width < 16 || setup.size.height < 16;
+    return setup.codecId == VIDEO_CODEC_H264 && isTiny ? "; H.264 has at least 16x16 (--size)" : "";
+}
+
 std::string RefusalText(const EncoderSetup& setup) {
-    const std::string text = "the " + VideoCodecName(setup.codecId) + " encoder does not take pictures of " +
-                             SizeText(setup.size) + " at " + std::to_string(setup.frameRate) + " and " +
-                             std::to_string(setup.bitRate) + " bits a second";
-    return setup.codecId != VIDEO_CODEC_H263
-               ? text
-               : text + "; H.263 has 128x96, 176x144, 352x288, 704x576 and 1408x1152 (--size)";
+    return "the " + VideoCodecName(setup.codecId) + " encoder does not take pictures of " + SizeText(setup.size) +
+           " at " + std::to_string(setup.frameRate) + " and " + std::to_string(setup.bitRate) + " bits a second" +
+           SizeHint(setup);
 }
 
 }  // namespace
@@ -67,7 +73,8 @@ EncodedPicture PictureEncoder::Encode(const Picture& picture) {
         m_Encoder->Encode(picture.frame.get(), m_Packet.data(), static_cast<unsigned int>(m_Packet.size()), &key);
     if (result < 0) {
         throw Failure("the " + VideoCodecName(m_Setup.codecId) + " encoder fails with " + std::to_string(result) +
-                      " on picture " + std::to_string(m_Count) + " (from 0) of " + SizeText(m_Setup.size));
+                      " on picture " + std::to_string(m_Count) + " (from 0) of " + SizeText(m_Setup.size) +
+                      SizeHint(m_Setup));
     }
     ++m_Count;
     return {m_Packet.data(), static_cast<std::size_t>(result), key == 1};

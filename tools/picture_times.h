@@ -10,7 +10,7 @@
 class PictureTimes {
 public:
     /// `frameRate` is the pace of packets without times.
-    explicit PictureTimes(unsigned int frameRate) : m_FrameRate(frameRate) {}
+    PictureTimes(int codecId, unsigned int frameRate);
 
     void Sent(const DEMUXER_PACKET& packet);
     /// The packet sent last gives no picture: the decoder refused it.
@@ -19,9 +19,13 @@ public:
     long long Take();
 
 private:
+    void Drop(std::multiset<long long>::iterator stamp);
+
+    std::size_t m_MostHeldBack;
     unsigned int m_FrameRate;
     std::multiset<long long> m_Waiting;
     std::multiset<long long>::iterator m_LastSent = m_Waiting.end();
+    bool m_KeySeen = false;
     long long m_Timeless = 0;
     std::optional<long long> m_LastTaken;
 };

@@ -1,7 +1,5 @@
 #include "probe_command.h"
 
-#include <cstdint>
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +13,8 @@
 #include "video_input.h"
 
 namespace {
+
+constexpr unsigned int kLargestChunk = 1U << 24;
 
 struct ProbeOptions {
     std::string file;
@@ -77,8 +77,8 @@ void AddMemoryOptions(CLI::App& command, ProbeOptions& options) {
             ->needs(memory)
             ->option_text("NAME");
     memory->needs(format);
-    command.add_option("--chunk", options.chunk, "With --memory: push N bytes at a time")
-        ->check(CLI::Range(1, std::numeric_limits<std::int32_t>::max()))
+    command.add_option("--chunk", options.chunk, "With --memory: push N bytes at a time, 65536 unless told")
+        ->check(CLI::Range(1U, kLargestChunk))
         ->needs(memory)
         ->option_text("N");
 }

@@ -34,6 +34,20 @@ void ProgressBar::Advance(std::uintmax_t amount) {
 void ProgressBar::Draw(int percent) {
     m_DrawnPercent = percent;
     const auto filled = static_cast<std::size_t>(percent * kBarLength / 100);
-    std::cerr << "\r" << m_Label << " [" << std::string(filled, '#') << std::string(kBarLength - filled, '.') << "] "
-              << percent << "%" << std::flush;
+    std::cerr << "\033[2K\r" << m_Label << " [" << std::string(filled, '#') << std::string(kBarLength - filled, '.')
+              << "] " << percent << "%" << TimeLeft() << std::flush;
+}
+
+std::string ProgressBar::TimeLeft() const {
+    if (m_Done == 0) {
+        return "";
+    }
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - m_Start;
+    const double left = passed.count() * static_cast<double>(m_Total - m_Done) / static_cast<double>(m_Done);
+    if (left < 1) {
+        return "";
+    }
+    const auto seconds = static_cast<long long>(left);
+    const std::string ofMinute = std::to_string(seconds % 60);
+    return ", " + std::to_string(seconds / 60) + (ofMinute.size() < 2 ? ":0" : ":") + ofMinute + " left";
 }

@@ -29,7 +29,9 @@ SoundDecoder::SoundDecoder(const StreamInfo& stream, const std::string& file) : 
         throw Failure(file + ": its audio is in a codec that the demuxers have no id for, such as Opus or G.726");
     }
     m_Decoder.reset(Codrelay_AudioDecoder(stream.codecId));
-    if (!m_Decoder ||
+    // A damaged container may tell of none.
+    const bool canSound = m_Format.channels > 0 && m_Format.sampleRate > 0;
+    if (!m_Decoder || !canSound ||
         !m_Decoder->CreateDecoder(m_Format.channels, m_Format.sampleRate, m_Format.sampleFormat, nullptr, 0)) {
         throw Failure(file + ": " + RefusalText(stream));
     }

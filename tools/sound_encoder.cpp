@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "media_names.h"
+#include "sample_format.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ AUDIO_FORMAT FormatForEncoder(int codecId, int channels) {
 
 int Mp3FrameBytes(const AUDIO_FORMAT& format, unsigned int bitRate) {
     SoundEncoder encoder(AUDIO_CODEC_MP3, format, bitRate);
-    const std::vector<unsigned char> silence(std::size_t{1152} * 8 * static_cast<std::size_t>(format.channels));
+    const std::vector<unsigned char> silence(kHeldBackGroups * GroupBytes(format));
     std::size_t bytes = 0;
     encoder.Add(silence.data(), silence.size(),
                 [&bytes](const std::vector<unsigned char>& packet, long long) { bytes = packet.size(); });

@@ -14,8 +14,6 @@ namespace {
 
 /// Containers round their times; less than this is no gap.
 constexpr long long kToleratedMs = 30;
-/// Longer than the delay of any encoder, and a whole frame besides.
-constexpr std::size_t kTailGroups = 4 * 1152;
 
 }  // namespace
 
@@ -25,7 +23,10 @@ SoundTrack::SoundTrack(const AUDIO_FORMAT& in, int codecId, const AUDIO_FORMAT& 
       m_CodecId(codecId),
       m_Taker(std::move(taker)),
       m_Encoder(codecId, out, bitRate),
-      m_Converter(in, out, [this](const unsigned char* data, std::size_t size) { Encode(data, size); }) {}
+      m_Converter(in, out, [this](const unsigned char* data, std::size_t size) {
+          m_GroupsOut += static_cast<long long>(size / GroupBytes(m_Out));
+          Encode(data, size);
+      }) {}
 
 void SoundTrack::Add(std::vector<unsigned char> samples, long long time) {
     if (samples.empty()) {
@@ -65,8 +66,8 @@ void SoundTrack::Feed(const std::vector<unsigned char>& samples) {
 
 void SoundTrack::Finish() {
     m_Converter.Finish();
-    const std::vector<unsigned char> silence(kTailGroups * GroupBytes(m_Out));
     if (m_Started && m_CodecId != AUDIO_CODEC_PCM_S16LE) {
+        const std::vector<unsigned char> silence(kHeldBackGroups * GroupBytes(m_Out));
         Encode(silence.data(), silence.size());
     }
 }
@@ -76,7 +77,11 @@ void SoundTrack::Encode(const unsigned char* data, std::size_t size) {
                   [this](std::vector<unsigned char> packet, long long time) { TakePacket(std::move(packet), time); });
 }
 
+/// A packet that begins where the sound has ended holds the silence that pushed it out.
 void SoundTrack::TakePacket(std::vector<unsigned char> packet, long long time) {
+    if (time >= m_GroupsOut) {
+        return;
+    }
     if (m_CodecId == AUDIO_CODEC_AAC && !FrameAsAdts(packet, m_Out)) {
         throw Failure("the aac sound cannot be framed for a container");
     }

@@ -34,6 +34,7 @@ private:
     SoundConverter m_Converter;
     bool m_Started = false;
     long long m_Start = 0;
-    /// Sample groups taken so far.
+    /// Sample groups taken so far, and how many of the other format came of them.
     long long m_Groups = 0;
+    long long m_GroupsOut = 0;
 };

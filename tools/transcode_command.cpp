@@ -1,32 +1,14 @@
 #include "transcode_command.h"
 
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "interrupt.h"
-#include "library_session.h"
+#include "container_format.h"
+#include "picture_encoder.h"
 #include "transcode_pipeline.h"
-#include "transcode_plan.h"
 
 namespace {
-
-void PrintSummary(const TranscodeWriter& writer, const TranscodePlan& plan) {
-    std::cerr << "pictures " << writer.Pictures() << ", packets of sound " << writer.SoundPackets() << "\n";
-    if (!plan.soundLeftOut.empty()) {
-        std::cerr << "without sound: " << plan.soundLeftOut << "\n";
-    }
-}
-
-void RunTranscode(const TranscodeOptions& options) {
-    CatchInterrupts();
-    LibrarySession session(options.input.logLevel);
-    const TranscodePlan plan = PlanTranscode(session, options);
-    auto pipeline = std::make_unique<TranscodePipeline>(session, options, plan);
-    pipeline->Run();
-    PrintSummary(pipeline->Writer(), plan);
-}
 
 std::vector<std::string> VideoChoices() {
     std::vector<std::string> choices = EncoderNames();
@@ -41,10 +23,7 @@ CLI::Option* AddNumber(CLI::App& command, const std::string& name, unsigned int&
 
 void AddOptions(CLI::App& command, TranscodeOptions& options) {
     AddVideoInputOptions(command, options.input, "IN");
-    command.add_option("OUT", options.out, "The file to write; its suffix names the container")->required();
-    command.add_option("--format", options.format, "The container, whatever the suffix")
-        ->check(CLI::IsMember(ContainerFormatNames()))
-        ->option_text("NAME");
+    AddOutputOptions(command, options.out, options.format);
     command.add_option("--video", options.video, "The video's new codec, copy or none; h264 unless told otherwise")
         ->check(CLI::IsMember(VideoChoices()))
         ->option_text("NAME");

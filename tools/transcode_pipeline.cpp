@@ -1,15 +1,24 @@
 #include "transcode_pipeline.h"
 
+#include <iostream>
 #include <thread>
 #include <utility>
 
+#include "interrupt.h"
+
 namespace {
 
-// A decoder has eight pictures: one that it works on, one that waits at the queue, one that is encoded, and four
-// within.
+// A decoder has eight pictures. One it works on, one waits at the queue, one is being encoded; four may wait within.
 constexpr std::size_t kQueueLimit = 64;
 constexpr std::size_t kPictureWeight = 16;
 constexpr std::size_t kOtherWeight = 1;
+
+void PrintSummary(const PacketCounts& counts, const TranscodePlan& plan) {
+    std::cerr << "pictures " << counts.pictures << ", packets of sound " << counts.sound << "\n";
+    if (!plan.soundLeftOut.empty()) {
+        std::cerr << "without sound: " << plan.soundLeftOut << "\n";
+    }
+}
 
 }  // namespace
 
@@ -17,7 +26,7 @@ TranscodePipeline::TranscodePipeline(LibrarySession& session, const TranscodeOpt
                                      const TranscodePlan& plan)
     : m_Reader(session, options, plan), m_Writer(options, plan), m_Queue(kQueueLimit) {}
 
-void TranscodePipeline::Run() {
+PacketCounts TranscodePipeline::Run() {
     std::thread writing([this] { Write(); });
     std::exception_ptr readerFailure;
     try {
@@ -35,7 +44,7 @@ void TranscodePipeline::Run() {
             std::rethrow_exception(failure);
         }
     }
-    m_Writer.Finish();
+    return m_Writer.Finish();
 }
 
 void TranscodePipeline::Write() {
@@ -47,4 +56,12 @@ void TranscodePipeline::Write() {
         m_WriterFailure = std::current_exception();
         m_Queue.Close();
     }
+}
+
+void RunTranscode(const TranscodeOptions& options) {
+    CatchInterrupts();
+    LibrarySession session(options.input.logLevel);
+    const TranscodePlan plan = PlanTranscode(session, options);
+    const PacketCounts counts = TranscodePipeline(session, options, plan).Run();
+    PrintSummary(counts, plan);
 }

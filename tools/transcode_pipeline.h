@@ -11,9 +11,8 @@ class TranscodePipeline {
 public:
     TranscodePipeline(LibrarySession& session, const TranscodeOptions& options, const TranscodePlan& plan);
 
-    /// Ends when the file stands under its name, or by the `Failure` of either half.
-    void Run();
-    const TranscodeWriter& Writer() const { return m_Writer; }
+    /// Ends when the file stands under its name, or by the `Failure` of either half. Gives what went into it.
+    PacketCounts Run();
 
 private:
     void Write();
@@ -23,3 +22,6 @@ private:
     BoundedQueue<TranscodeItem> m_Queue;
     std::exception_ptr m_WriterFailure;
 };
+
+/// The whole work: plans, runs, and tells what went into the file.
+void RunTranscode(const TranscodeOptions& options);

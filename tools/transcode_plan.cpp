@@ -12,7 +12,6 @@ namespace {
 
 constexpr unsigned int kUsualRate = 25;
 constexpr unsigned int kLeastBitRate = 200000;
-constexpr int kLongestKeyInterval = 299;
 
 class Planner {
 public:
@@ -23,10 +22,12 @@ public:
         m_Plan.container.format = FindContainerFormat(m_Options.format, m_Options.out);
         m_Plan.container.in = m_Options.input.file;
         m_Plan.container.out = m_Options.out;
+        m_Plan.container.onMemory = m_Options.onMemory.value_or(false);
         PlanVideo();
         PlanSound();
         if (m_Plan.video == Treatment::None && m_Plan.sound == Treatment::None) {
-            throw Failure(m_Options.input.file + ": nothing of it is left to write");
+            throw Failure(m_Plan.soundLeftOut.empty() ? m_Options.input.file + ": nothing of it is left to write"
+                                                      : m_Plan.soundLeftOut);
         }
         return m_Plan;
     }
@@ -59,9 +60,8 @@ private:
         }
         encoder.frameRate = FrameRate();
         encoder.bitRate = m_Options.videoBitRate != 0 ? m_Options.videoBitRate : UsualBitRate(encoder);
-        encoder.keyInterval = m_Options.keyInterval >= 0
-                                  ? m_Options.keyInterval
-                                  : std::min(2 * static_cast<int>(encoder.frameRate), kLongestKeyInterval);
+        encoder.keyInterval =
+            m_Options.keyInterval >= 0 ? m_Options.keyInterval : 2 * static_cast<int>(encoder.frameRate);
         m_Plan.container.videoCodec = encoder.codecId;
         m_Plan.container.size = encoder.size;
         m_Plan.container.frameRate = encoder.frameRate;
@@ -99,10 +99,11 @@ private:
     void PlanSoundCopy() {
         ContainerSetup& container = m_Plan.container;
         if (m_Plan.soundStream.codecId == -1) {
-            throw Failure(m_Options.input.file + ": its sound is in a codec that the library does not name");
+            throw Failure(m_Options.input.file + ": its sound is in a codec that the library does not name; " +
+                          "transcode --audio none leaves it out");
         }
         m_Plan.sound = Treatment::Copy;
-        container.onMemory = true;
+        container.onMemory = m_Options.onMemory.value_or(true);
         container.audioCodec = m_Plan.soundStream.codecId;
         container.sound = m_Plan.soundStream.audio;
         container.mp3FrameBytes = m_Survey.soundBytes;
@@ -111,7 +112,7 @@ private:
     /// Sound that nobody asked for by name may stay away, with a word about it.
     bool CanDecodeSound() {
         try {
-            SoundDecoder decoder(m_Plan.soundStream, m_Options.input.file);
+            m_Plan.decodedSound = SoundDecoder(m_Plan.soundStream, m_Options.input.file).Format();
             return true;
         } catch (const Failure& failure) {
             if (!m_Options.audio.empty()) {
@@ -128,7 +129,7 @@ private:
         ContainerSetup& container = m_Plan.container;
         m_Plan.sound = Treatment::Encode;
         container.audioCodec = codecs.at(m_Options.audio);
-        container.sound = FormatForEncoder(container.audioCodec, m_Plan.soundStream.audio.channels);
+        container.sound = FormatForEncoder(container.audioCodec, m_Plan.decodedSound.channels);
         container.onMemory = container.audioCodec != AUDIO_CODEC_MP3;
         if (container.audioCodec == AUDIO_CODEC_MP3) {
             container.mp3FrameBytes = Mp3FrameBytes(container.sound, m_Options.audioBitRate);

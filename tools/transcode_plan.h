@@ -12,10 +12,14 @@ struct TranscodeOptions {
     VideoInputOptions input;
     std::string out;
     std::string format;
+    /// What the progress bar says.
+    std::string label = "transcoding";
     /// A codec's name, "copy" or "none".
     std::string video = "h264";
     /// The same; empty for MP3 where the sound can be decoded, and none where it cannot.
     std::string audio;
+    /// Whether through the memory muxer; where that is not told, through the one that keeps the sound in time.
+    std::optional<bool> onMemory;
     std::optional<PictureSize> size;
     unsigned int frameRate = 0;
     unsigned int videoBitRate = 0;
@@ -34,6 +38,8 @@ struct TranscodePlan {
     EncoderSetup encoder;
     Treatment sound = Treatment::None;
     StreamInfo soundStream{};
+    /// Of the samples that the decoder gives.
+    AUDIO_FORMAT decodedSound{};
     /// Why there is no sound although nobody asked for that; mostly empty.
     std::string soundLeftOut;
     ContainerSetup container;

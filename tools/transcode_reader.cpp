@@ -6,11 +6,18 @@
 #include "interrupt.h"
 #include "sample_format.h"
 
+namespace {
+
+/// Of a file without times.
+constexpr unsigned int kUsualRate = 25;
+
+}  // namespace
+
 TranscodeReader::TranscodeReader(LibrarySession& session, const TranscodeOptions& options, const TranscodePlan& plan)
     : m_Plan(plan),
       m_File(options.input.file),
       m_Source(session, m_File),
-      m_Times(options.frameRate != 0 ? options.frameRate : 25) {
+      m_Times(plan.videoStream.codecId, options.frameRate != 0 ? options.frameRate : kUsualRate) {
     if (plan.video == Treatment::Encode) {
         m_PictureDecoder.emplace(session, DecoderSetup{plan.videoStream.codecId, plan.inSize, true});
     } else if (plan.video == Treatment::Copy) {
@@ -21,7 +28,7 @@ TranscodeReader::TranscodeReader(LibrarySession& session, const TranscodeOptions
     } else if (plan.sound == Treatment::Copy) {
         m_SoundCopier.emplace(plan.soundStream, m_File);
     }
-    m_Source.ShowProgress("transcoding");
+    m_Source.ShowProgress(options.label);
 }
 
 void TranscodeReader::ReadAll(const Taker& taker) {
@@ -75,7 +82,7 @@ bool TranscodeReader::TakeSound(const DEMUXER_PACKET& packet, const Taker& taker
     if (samples == nullptr) {
         return true;
     }
-    const long long stamp = packet.pts != kNoTime ? packet.pts : packet.dts;
+    const long long stamp = StampOf(packet);
     const long long time = stamp != kNoTime ? stamp : m_SoundEnd.value_or(0);
     const AUDIO_FORMAT& format = m_SoundDecoder->Format();
     m_SoundEnd = time + static_cast<long long>(samples->size() / GroupBytes(format)) * 1000 / format.sampleRate;

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "failure.h"
-#include "sound_decoder.h"
 
 TranscodeWriter::TranscodeWriter(const TranscodeOptions& options, const TranscodePlan& plan)
     : m_File(options.input.file),
@@ -19,8 +18,8 @@ void TranscodeWriter::AddTracks(const TranscodeOptions& options, const Transcode
         m_Video.emplace(plan.encoder, options.frameRate, write);
     }
     if (plan.sound == Treatment::Encode) {
-        const AUDIO_FORMAT decoded = SoundDecoder(plan.soundStream, m_File).Format();
-        m_Sound.emplace(decoded, plan.container.audioCodec, plan.container.sound, options.audioBitRate, write);
+        m_Sound.emplace(plan.decodedSound, plan.container.audioCodec, plan.container.sound, options.audioBitRate,
+                        write);
     }
 }
 
@@ -34,18 +33,19 @@ void TranscodeWriter::Take(TranscodeItem item) {
     }
 }
 
-void TranscodeWriter::Finish() {
+PacketCounts TranscodeWriter::Finish() {
     if (m_Sound) {
         m_Sound->Finish();
     }
     m_Interleaver.Finish();
-    if (m_WantsPictures && m_Pictures == 0) {
+    if (m_WantsPictures && m_Counts.pictures == 0) {
         throw Failure(m_File + ": its video gives no picture");
     }
     m_Writer->Finish();
+    return m_Counts;
 }
 
 void TranscodeWriter::Write(MediaPacket packet) {
-    ++(packet.medium == Medium::Video ? m_Pictures : m_SoundPackets);
+    ++(packet.medium == Medium::Video ? m_Counts.pictures : m_Counts.sound);
     m_Interleaver.Add(std::move(packet));
 }

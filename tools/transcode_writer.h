@@ -10,16 +10,20 @@
 #include "transcode_plan.h"
 #include "video_track.h"
 
+/// What went into a container.
+struct PacketCounts {
+    long long pictures = 0;
+    long long sound = 0;
+};
+
 /// The second half of a transcode: encodes and muxes.
 class TranscodeWriter {
 public:
     TranscodeWriter(const TranscodeOptions& options, const TranscodePlan& plan);
 
     void Take(TranscodeItem item);
-    void Finish();
-
-    long long Pictures() const { return m_Pictures; }
-    long long SoundPackets() const { return m_SoundPackets; }
+    /// Writes what still waits, and ends the container.
+    PacketCounts Finish();
 
 private:
     void AddTracks(const TranscodeOptions& options, const TranscodePlan& plan);
@@ -31,6 +35,5 @@ private:
     PacketInterleaver m_Interleaver;
     std::optional<VideoTrack> m_Video;
     std::optional<SoundTrack> m_Sound;
-    long long m_Pictures = 0;
-    long long m_SoundPackets = 0;
+    PacketCounts m_Counts;
 };

@@ -1,6 +1,5 @@
 #include "video_input.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "failure.h"
@@ -22,16 +21,15 @@ PictureSize ParseSize(const std::string& option, const std::string& text) {
 }
 
 StreamInfo FirstVideoStream(const PacketSource& source, const std::string& file) {
-    const auto& streams = source.Streams();
-    const auto found = std::find_if(streams.begin(), streams.end(),
-                                    [](const StreamInfo& stream) { return stream.type == StreamType::Video; });
-    if (found == streams.end()) {
-        throw Failure(file + ": has no video stream");
+    const auto video = source.First(StreamType::Video);
+    if (!video) {
+        const bool hasSound = source.First(StreamType::Audio).has_value();
+        throw Failure(file + ": has no video stream" + (hasSound ? "; codrelay audio decodes its sound" : ""));
     }
-    if (!CanDecode(found->codecId)) {
+    if (!CanDecode(video->codecId)) {
         throw Failure(file + ": its video is in a codec that the library does not decode");
     }
-    return *found;
+    return *video;
 }
 
 PictureSize FindSize(LibrarySession& session, PacketSource& source, const StreamInfo& stream, const std::string& file) {

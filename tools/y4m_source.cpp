@@ -17,6 +17,8 @@ namespace {
 constexpr char kMagic[] = "YUV4MPEG2";
 constexpr char kPictureMark[] = "FRAME";
 constexpr std::size_t kLongestLine = 1024;
+/// FFmpeg takes no picture that is larger both ways.
+constexpr unsigned int kLongestSide = 16384;
 
 /// The names of 4:2:0 with 8 bits, which differ in where the chroma samples are thought to stand.
 bool IsReadable(const std::string& layout) {
@@ -60,7 +62,9 @@ Y4mSource::Y4mSource(LibrarySession& session, const std::string& path)
 
 std::string Y4mSource::ReadLine() {
     std::array<char, kLongestLine> line{};
-    m_File.getline(line.data(), line.size());
+    if (!m_File.getline(line.data(), line.size())) {
+        throw Failure(m_Path + ": is damaged: it has a line that is too long");
+    }
     return line.data();
 }
 
@@ -83,7 +87,7 @@ void Y4mSource::TakeParameter(const std::string& parameter) {
 void Y4mSource::TakeSide(const std::string& parameter, unsigned int& side) {
     int end = 0;
     const int found = std::sscanf(parameter.c_str(), "%*1c%5u%n", &side, &end);
-    if (found != 1 || static_cast<std::size_t>(end) != parameter.size() || side == 0 || side > 65535) {
+    if (found != 1 || static_cast<std::size_t>(end) != parameter.size() || side == 0 || side > kLongestSide) {
         throw Failure(m_Path + ": its first line has the picture size " + parameter);
     }
 }
@@ -113,8 +117,12 @@ void Y4mSource::ReadAll(const Taker& taker) {
     const std::size_t size = PictureBytes(CSP_YUV420P, m_Size);
     ProgressBar progress("encoding", m_Bytes, m_Session.IsSilent());
     const Picture picture{std::make_shared<MemoryPicture>(size), m_Size, size};
-    for (long long number = 0; ReadPicture(picture.frame->GetData(), size, number); ++number) {
+    long long number = 0;
+    for (; ReadPicture(picture.frame->GetData(), size, number); ++number) {
         taker(picture);
         progress.Advance(size);
+    }
+    if (number == 0) {
+        throw Failure(m_Path + ": has no pictures");
     }
 }

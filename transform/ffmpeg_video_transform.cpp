@@ -1,35 +1,29 @@
 #include "transform/ffmpeg_video_transform.h"
 
+#include <algorithm>
+
 #include "codrelay/ffmpeg_vocabulary.h"
-#include "codrelay/media_ids.h"
+#include "front/registry/picture_size.h"
 #include "support/log_front.h"
 
 namespace {
 
-long long RoundedUpToEven(long long value) {
-    return (value + 1) & ~1LL;
-}
-
-// Room for a picture of tight rows; 0 for a colour space that cannot be cropped.
-long long CropBytes(unsigned int colorSpace, long long w, long long h) {
-    switch (colorSpace) {
-        case CSP_YUV420P_ALT:
-        case CSP_YUV420P:
-            return w * h + RoundedUpToEven(w) * RoundedUpToEven(h) / 2;
-        case CSP_YUYV422:
-            return w * h * 2;
-        case CSP_BGR24:
-        case CSP_RGB24:
-            return w * h * 3;
-        case CSP_BGRA:
-            return w * h * 4;
-        default:
-            return 0;
-    }
-}
-
 bool FitsItsRecord(int height) {
     return height == static_cast<uint16_t>(height);
+}
+
+int PictureBytes(AVPixelFormat format, int height, const int linesizes[4]) {
+    uint8_t* noPlanes[4];
+    return av_image_fill_pointers(noPlanes, format, height, nullptr, linesizes);
+}
+
+// FFmpeg rounds an odd width of YUYV422 up; the host's rows are tight.
+int FillTightLinesizes(int linesizes[4], AVPixelFormat format, int width) {
+    const int result = av_image_fill_linesizes(linesizes, format, width);
+    if (result >= 0 && format == AV_PIX_FMT_YUYV422) {
+        linesizes[0] = 2 * width;
+    }
+    return result;
 }
 
 }  // namespace
@@ -50,6 +44,7 @@ std::shared_ptr<CVideoTransformBase> CFfmpegVideoTransform::New(unsigned int inC
     transform->m_Output = {GetFFmpegPixelFormat(static_cast<int>(outColorSpace)), static_cast<uint16_t>(outWidth),
                            static_cast<uint16_t>(outHeight)};
     transform->m_InputSize = {inWidth, inHeight};
+    transform->m_SourceSize = {inWidth, inHeight};
     transform->m_OutputSize = {outWidth, outHeight};
     transform->m_CropRect = crop;
     transform->MakeCropBuffer(inColorSpace);
@@ -58,46 +53,38 @@ std::shared_ptr<CVideoTransformBase> CFfmpegVideoTransform::New(unsigned int inC
         return nullptr;
     }
     transform->MakeOutput(outColorSpace);
+    transform->MakeScaling();
     return transform;
 }
 
+// A rectangle turned round is cut out of nothing: the picture that is scaled stays as it is made, zeros.
 void CFfmpegVideoTransform::MakeCropBuffer(unsigned int inColorSpace) {
-    if (m_CropRect.w < m_InputSize.width || m_CropRect.h < m_InputSize.height) {
-        m_CropBuffer.resize(static_cast<std::size_t>(CropBytes(inColorSpace, m_CropRect.w, m_CropRect.h)));
+    const bool isPart = m_CropRect.w < m_InputSize.width || m_CropRect.h < m_InputSize.height;
+    if (!isPart || m_CropRect.w == 0 || m_CropRect.h == 0) {
+        return;
+    }
+    const bool turned = m_CropRect.w < 0 || m_CropRect.h < 0;
+    const Size size = turned ? m_InputSize : Size{m_CropRect.w, m_CropRect.h};
+    m_CropBuffer.resize(PictureSize<std::size_t>(inColorSpace, static_cast<std::size_t>(size.width),
+                                                 static_cast<std::size_t>(size.height)));
+    if (!m_CropBuffer.empty()) {
+        m_SourceSize = size;
     }
 }
 
-CFfmpegVideoTransform::Size CFfmpegVideoTransform::SourceSize() const {
-    return m_CropBuffer.empty() ? m_InputSize : Size{m_CropRect.w, m_CropRect.h};
-}
-
 bool CFfmpegVideoTransform::MakeScaler() {
-    const Size source = SourceSize();
     // libswscale ends the process where a format is none.
     if (m_Input.format != AV_PIX_FMT_NONE && m_Output.format != AV_PIX_FMT_NONE) {
-        m_pSwsContext = NewScaler(source.width, source.height, m_Input.format, m_OutputSize.width, m_OutputSize.height,
-                                  m_Output.format);
+        m_pSwsContext = NewScaler(m_SourceSize.width, m_SourceSize.height, m_Input.format, m_OutputSize.width,
+                                  m_OutputSize.height, m_Output.format);
     }
     if (m_pSwsContext == nullptr) {
         FFMPEG_LOG(Critical) << "CFfmpegVideoTransform::New: failed";
         return false;
     }
-    if (!FillLineSizes()) {
-        return false;
-    }
-    MakeSafe();
-    return true;
-}
-
-bool CFfmpegVideoTransform::FillLineSizes() {
-    const Size source = SourceSize();
-    if (av_image_fill_linesizes(m_SrcLineSizes, m_Input.format, source.width) < 0) {
+    if (FillTightLinesizes(m_SrcLineSizes, m_Input.format, m_SourceSize.width) < 0) {
         FFMPEG_LOG(Critical) << "CFfmpegVideoTransform::New: fill src line size failed";
         return false;
-    }
-    if (m_Input.format == AV_PIX_FMT_YUYV422) {
-        // FFmpeg rounds an odd width up; the host's rows are tight.
-        m_SrcLineSizes[0] = 2 * source.width;
     }
     if (av_image_fill_linesizes(m_DstLineSizes, m_Output.format, m_OutputSize.width) < 0) {
         FFMPEG_LOG(Critical) << "CFfmpegVideoTransform::Create: fill dst line size failed";
@@ -106,61 +93,60 @@ bool CFfmpegVideoTransform::FillLineSizes() {
     return true;
 }
 
-// Sizes that the record does not hold are never scaled, and need nothing.
-void CFfmpegVideoTransform::MakeSafe() {
-    const Size source = SourceSize();
-    if (!FitsItsRecord(m_InputSize.height) || !FitsItsRecord(m_OutputSize.height)) {
-        return;
-    }
-    m_pSource = std::make_unique<ScalerSource>(m_Input.format, source.width, source.height, m_SrcLineSizes);
-    if (PaddedPicture::IsNeededFor(m_OutputSize.width) ||
-        !ScalerSource::MayWriteRowsInPlace(m_Input.format, source.width)) {
-        m_pPaddedOutput = std::make_unique<PaddedPicture>(m_Output.format, m_OutputSize.width, m_OutputSize.height);
-    }
-}
-
 void CFfmpegVideoTransform::MakeOutput(unsigned int outColorSpace) {
     if (m_pSwsContext == nullptr && !m_CropBuffer.empty()) {
         // A crop alone writes straight into the output picture.
-        av_image_fill_linesizes(m_DstLineSizes, m_Output.format, m_OutputSize.width);
+        FillTightLinesizes(m_DstLineSizes, m_Output.format, m_OutputSize.width);
     }
     m_OutputBuffer.m_Bytes.resize(static_cast<std::size_t>(GetOutFrameLength()));
     m_OutputBuffer.m_nColorSpace = outColorSpace;
 }
 
-int CFfmpegVideoTransform::GetOutFrameLength() {
-    if (m_Output.height == 0) {
-        return 0;
+bool CFfmpegVideoTransform::HeightsFit() const {
+    return FitsItsRecord(m_InputSize.height) && FitsItsRecord(m_OutputSize.height);
+}
+
+// Pictures that `Resize` refuses are never scaled, and need nothing.
+void CFfmpegVideoTransform::MakeScaling() {
+    if (m_pSwsContext == nullptr || !HeightsFit() ||
+        PictureBytes(m_Input.format, m_SourceSize.height, m_SrcLineSizes) < 0) {
+        return;
     }
-    uint8_t* noPlanes[4];
-    return av_image_fill_pointers(noPlanes, m_Output.format, m_Output.height, nullptr, m_DstLineSizes);
+    m_Scaling.emplace(PictureShape{m_Input.format, m_SourceSize.width, m_SourceSize.height}, m_SrcLineSizes,
+                      PictureShape{m_Output.format, m_OutputSize.width, m_OutputSize.height}, m_DstLineSizes);
+}
+
+int CFfmpegVideoTransform::GetOutFrameLength() {
+    // A picture without rows has no line sizes either.
+    return PictureBytes(m_Output.format, std::max(m_OutputSize.height, 1), m_DstLineSizes);
 }
 
 CFrameBufferBase* CFfmpegVideoTransform::Transform(CFrameBufferBase* frame) {
     m_OutputBuffer.m_nTimestamp = frame->m_nTimestamp;
     m_OutputBuffer.m_nWidth = m_Output.width;
     m_OutputBuffer.m_nHeight = m_Output.height;
-    unsigned char* picture = frame->GetData();
+    unsigned char* const out = m_OutputBuffer.m_Bytes.data();
     if (m_pSwsContext == nullptr) {
         if (m_CropBuffer.empty()) {
             return nullptr;
         }
-        Crop(picture, m_OutputBuffer.m_Bytes.data());
+        Crop(frame->GetData(), out);
         return &m_OutputBuffer;
     }
+    unsigned char* picture = frame->GetData();
     if (!m_CropBuffer.empty()) {
         Crop(picture, m_CropBuffer.data());
         picture = m_CropBuffer.data();
     }
-    return Resize(picture, m_OutputBuffer.m_Bytes.data()) ? &m_OutputBuffer : nullptr;
+    return Resize(picture, out) ? &m_OutputBuffer : nullptr;
 }
 
 bool CFfmpegVideoTransform::Resize(void* src, void* dst) {
     // Pointers into a picture whose height is not the remembered one would lead anywhere.
-    const bool heightsFit = FitsItsRecord(m_InputSize.height) && FitsItsRecord(m_OutputSize.height);
+    const bool heightsFit = HeightsFit();
     uint8_t* srcPlanes[4] = {};
     uint8_t* dstPlanes[4] = {};
-    if (heightsFit && av_image_fill_pointers(srcPlanes, m_Input.format, SourceSize().height, static_cast<uint8_t*>(src),
+    if (heightsFit && av_image_fill_pointers(srcPlanes, m_Input.format, m_SourceSize.height, static_cast<uint8_t*>(src),
                                              m_SrcLineSizes) < 0) {
         FFMPEG_LOG(Error) << "CFfmpegVideoTransform::Transform: fill src pointers failed";
         return false;
@@ -170,21 +156,9 @@ bool CFfmpegVideoTransform::Resize(void* src, void* dst) {
         FFMPEG_LOG(Error) << "CFfmpegVideoTransform::Transform: fill dst pointers failed";
         return false;
     }
-    if (!heightsFit || Scale(srcPlanes, dstPlanes) < 0) {
+    if (!m_Scaling || m_Scaling->Scale(m_pSwsContext.get(), srcPlanes, dstPlanes) < 0) {
         FFMPEG_LOG(Error) << "CFfmpegVideoTransform::Transform:  sws_scale failed";
         return false;
     }
     return true;
-}
-
-int CFfmpegVideoTransform::Scale(uint8_t* const src[4], uint8_t* dst[4]) {
-    if (m_pPaddedOutput == nullptr) {
-        return m_pSource->Scale(m_pSwsContext.get(), src, dst, m_DstLineSizes);
-    }
-    const int result =
-        m_pSource->Scale(m_pSwsContext.get(), src, m_pPaddedOutput->Planes(), m_pPaddedOutput->Linesizes());
-    if (result >= 0) {
-        m_pPaddedOutput->CopyTo(dst, m_DstLineSizes);
-    }
-    return result;
 }

@@ -2,13 +2,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "codrelay/video_transform.h"
 #include "support/ffmpeg.h"
-#include "support/padded_picture.h"
 #include "support/scaler.h"
-#include "transform/scaler_source.h"
+#include "transform/tight_scaling.h"
 
 /// Cuts a rectangle out of a picture, if one is asked for, and scales and converts it by libswscale. All decisions are
 /// taken when the object is made; a frame only costs the copying and the scaling.
@@ -61,11 +61,9 @@ private:
 
     void MakeCropBuffer(unsigned int inColorSpace);
     bool MakeScaler();
-    bool FillLineSizes();
-    void MakeSafe();
     void MakeOutput(unsigned int outColorSpace);
-    Size SourceSize() const;
-    int Scale(uint8_t* const src[4], uint8_t* dst[4]);
+    void MakeScaling();
+    bool HeightsFit() const;
     void CropPacked(const uint8_t* src, uint8_t* dst, int pixelBytes) const;
 
     Picture m_Input;
@@ -76,10 +74,10 @@ private:
     int m_SrcLineSizes[4] = {};
     int m_DstLineSizes[4] = {};
     COutputBuffer m_OutputBuffer;
-    // The sizes as they were given.
+    // The sizes as they were given, and that of the picture which is scaled.
     Size m_InputSize;
     Size m_OutputSize;
-    // Where libswscale must not touch the tight rows themselves.
-    std::unique_ptr<ScalerSource> m_pSource;
-    std::unique_ptr<PaddedPicture> m_pPaddedOutput;
+    Size m_SourceSize;
+    // Not there where no picture is ever scaled.
+    std::optional<TightScaling> m_Scaling;
 };

@@ -14,13 +14,35 @@ struct Plane {
     long long rowBytes;
 };
 
-/// Copies `count` bytes of the row that starts at `row`, from byte `column` of it on. Bytes outside the row or the
-/// plane are neither read nor written: `to` keeps what it has.
-void CopyRow(uint8_t* to, const Plane& plane, long long row, long long column, long long count) {
-    const long long first = std::max({column, 0LL, -row});
-    const long long last = std::min({column + count, plane.rowBytes, plane.size - row});
-    if (first < last) {
-        std::memcpy(to + (first - column), plane.bytes + row + first, static_cast<std::size_t>(last - first));
+/// Which bytes of a plane are cut out: `count` of each row, from byte `column` of it on.
+struct Cut {
+    long long firstRow;
+    /// Bytes from a row to the next.
+    long long step;
+    long long column;
+    long long count;
+    long long rows;
+};
+
+/// Columns outside their row and rows outside the plane are neither read nor written: `to` keeps what it has there.
+void CopyRows(uint8_t* to, const Plane& plane, const Cut& cut) {
+    const long long left = std::max(cut.column, 0LL);
+    const long long right = std::min(cut.column + cut.count, plane.rowBytes);
+    if (left >= right) {
+        return;
+    }
+    const auto row = [&cut](long long i) { return cut.firstRow + i * cut.step; };
+    long long begin = 0;
+    long long end = cut.rows;
+    while (begin < end && row(begin) + left < 0) {
+        ++begin;
+    }
+    while (begin < end && row(end - 1) + right > plane.size) {
+        --end;
+    }
+    for (long long i = begin; i < end; ++i) {
+        std::memcpy(to + i * cut.count + (left - cut.column), plane.bytes + row(i) + left,
+                    static_cast<std::size_t>(right - left));
     }
 }
 
@@ -53,12 +75,9 @@ void CFfmpegVideoTransform::CropPackedYUYV422Frame(void* src, void* dst) {
 void CFfmpegVideoTransform::CropPacked(const uint8_t* src, uint8_t* dst, int pixelBytes) const {
     const CROP_RECT& crop = m_CropRect;
     const long long rowBytes = static_cast<long long>(m_InputSize.width) * pixelBytes;
-    const Plane plane{src, rowBytes * m_InputSize.height, rowBytes};
-    const long long count = static_cast<long long>(crop.w) * pixelBytes;
-    for (int row = 0; row < crop.h; ++row) {
-        CopyRow(dst + row * count, plane, (static_cast<long long>(crop.y) + row) * rowBytes,
-                static_cast<long long>(crop.x) * pixelBytes, count);
-    }
+    CopyRows(dst, {src, rowBytes * m_InputSize.height, rowBytes},
+             {crop.y * rowBytes, rowBytes, static_cast<long long>(crop.x) * pixelBytes,
+              static_cast<long long>(crop.w) * pixelBytes, crop.h});
 }
 
 // Chroma by whole divisions, odd values not rounded: hosts know the pictures that come of it.
@@ -70,19 +89,10 @@ void CFfmpegVideoTransform::CropPlanarYUVFrame(void* src, void* dst) {
     const long long W = m_InputSize.width;
     const long long L = W * m_InputSize.height;
     const auto* from = static_cast<const uint8_t*>(src);
-    auto* luma = static_cast<uint8_t*>(dst);
-    uint8_t* chroma[2] = {luma + w * h, luma + w * h + ((w * h) >> 2)};
-    const Plane lumaPlane{from, L, W};
-    const Plane chromaPlanes[2] = {{from + L, L >> 2, W >> 1}, {from + L + (L >> 2), L >> 2, W >> 1}};
+    auto* to = static_cast<uint8_t*>(dst);
+    CopyRows(to, {from, L, W}, {y * W, W, x, w, h});
 
-    for (long long row = 0; row < h; ++row) {
-        CopyRow(luma + row * w, lumaPlane, (y + row) * W, x, w);
-    }
-    const long long offset = ((W >> 1) * y) / 2;
-    const long long step = x / 2 + (W - x) / 2;
-    for (long long row = 0; row < h / 2; ++row) {
-        for (int plane = 0; plane < 2; ++plane) {
-            CopyRow(chroma[plane] + row * (w / 2), chromaPlanes[plane], offset + row * step, x / 2, w / 2);
-        }
-    }
+    const Cut chroma{((W >> 1) * y) / 2, x / 2 + (W - x) / 2, x / 2, w / 2, h / 2};
+    CopyRows(to + w * h, {from + L, L >> 2, W >> 1}, chroma);
+    CopyRows(to + w * h + ((w * h) >> 2), {from + L + (L >> 2), L >> 2, W >> 1}, chroma);
 }

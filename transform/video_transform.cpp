@@ -10,8 +10,8 @@ namespace {
 
 constexpr int kMinSize = 8;
 constexpr int kMaxSize = 4096;
-constexpr unsigned int kSupportedColorSpaces =
-    27;  // without YUYV422, which is taken all the same: hosts know the number
+// Without YUYV422, which is taken all the same: hosts know the number.
+constexpr unsigned int kSupportedColorSpaces = 27;
 
 bool IsAllowed(int size) {
     return size >= kMinSize && size <= kMaxSize;

@@ -26,10 +26,6 @@ std::ostream& operator<<(std::ostream& out, const DecoderCspParams& params) {
     return out << "fmt: " << params.fmt << ", w: " << params.w << ", h: " << params.h;
 }
 
-DecoderCspTransform::~DecoderCspTransform() {
-    sws_freeContext(m_pSwsContext);
-}
-
 bool DecoderCspTransform::Transform(const AVFrame* src, unsigned char* dst, unsigned long long dstSize,
                                     const DecoderCspParams& dstParams) {
     if (src == nullptr || dst == nullptr) {
@@ -60,8 +56,7 @@ bool DecoderCspTransform::ArmFor(const DecoderCspParams& src, const DecoderCspPa
     if (m_pSwsContext != nullptr && src == m_Src && dst == m_Dst) {
         return true;
     }
-    sws_freeContext(m_pSwsContext);
-    m_pSwsContext = nullptr;
+    m_pSwsContext.reset();
     return CreateTransform(src, dst);
 }
 
@@ -83,8 +78,7 @@ bool DecoderCspTransform::CreateTransform(const DecoderCspParams& src, const Dec
     }
     m_nOutputSize = static_cast<uint64_t>(size);
 
-    m_pSwsContext = sws_getContext(m_Src.w, m_Src.h, FormatOf(m_Src), m_Dst.w, m_Dst.h, FormatOf(m_Dst), SWS_LANCZOS,
-                                   nullptr, nullptr, nullptr);
+    m_pSwsContext = NewScaler(m_Src.w, m_Src.h, FormatOf(m_Src), m_Dst.w, m_Dst.h, FormatOf(m_Dst));
     if (m_pSwsContext == nullptr) {
         TRANSFORM_LOG(Critical, "CreateTransform") << "failed to get get new sws context";
         return false;
@@ -103,7 +97,7 @@ bool DecoderCspTransform::Scale(const AVFrame* src, unsigned char* dst) {
     }
     uint8_t* const* planes = m_pPadded != nullptr ? m_pPadded->Planes() : tight;
     const int* linesizes = m_pPadded != nullptr ? m_pPadded->Linesizes() : m_DstLinesizes;
-    if (sws_scale(m_pSwsContext, src->data, src->linesize, 0, src->height, planes, linesizes) < 0) {
+    if (sws_scale(m_pSwsContext.get(), src->data, src->linesize, 0, src->height, planes, linesizes) < 0) {
         TRANSFORM_LOG(Critical, "Transform") << "sws_scale got error";
         return false;
     }

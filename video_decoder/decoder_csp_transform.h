@@ -7,6 +7,7 @@
 
 #include "support/ffmpeg.h"
 #include "support/padded_picture.h"
+#include "support/scaler.h"
 
 /// One side of a conversion.
 struct DecoderCspParams {
@@ -22,11 +23,6 @@ std::ostream& operator<<(std::ostream& out, const DecoderCspParams& params);
 /// and sizes stay the same.
 class DecoderCspTransform {
 public:
-    DecoderCspTransform() = default;
-    ~DecoderCspTransform();
-    DecoderCspTransform(const DecoderCspTransform&) = delete;
-    DecoderCspTransform& operator=(const DecoderCspTransform&) = delete;
-
     /// Converts `src` into `dst`, which has room for `dstSize` bytes. False, and a log line, where it cannot be done.
     bool Transform(const AVFrame* src, unsigned char* dst, unsigned long long dstSize,
                    const DecoderCspParams& dstParams);
@@ -38,7 +34,7 @@ private:
     bool Scale(const AVFrame* src, unsigned char* dst);
     void CountFrame();
 
-    SwsContext* m_pSwsContext = nullptr;
+    ScalerPtr m_pSwsContext;
     DecoderCspParams m_Src;
     DecoderCspParams m_Dst;
     uint64_t m_nOutputSize = 0;

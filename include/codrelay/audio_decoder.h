@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Audio decoders.
+
 #include "codrelay/export.h"
 
 /// An audio decoder: one compressed packet in, interleaved samples out. Keeps no timestamps and starts no thread.
@@ -75,10 +78,11 @@ public:
     /// |---|---|
     /// | 0 | decoded; `written` may be 0 while the codec gathers its delay |
     /// | 1 | Opus only: `out` is too small for the packet |
-    /// | 2 | the packet is broken, or `out` is missing or too small, or nothing was given, or the decoder is not ready;
-    /// | |   | in the last two cases `consumed` is 0 | | 3 | Opus only: no room at all, concealment of a length that is
-    /// not a multiple of 2.5 ms, or an internal failure | | 4 | Opus only: the decoder is not ready; `consumed` is
-    /// `inLen` all the same |
+    /// | 2 | the packet is broken; but for Opus also: nothing given, not ready, `out` missing or too small |
+    /// | 3 | Opus only: no room, concealment of no multiple of 2.5 ms, or an internal failure |
+    /// | 4 | Opus only: the decoder is not ready |
+    ///
+    /// Where nothing was given or the decoder is not ready, `consumed` is 0, but for Opus, where it is `inLen` always.
     ///
     /// After any failure the next packet may be decoded. A null `in` or an `inLen` of 0 tells the Opus decoder that a
     /// packet was lost: it fills all of `out` with concealment.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Audio encoders.
+
 #include "codrelay/audio_format.h"
 #include "codrelay/export.h"
 

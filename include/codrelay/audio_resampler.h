@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The audio resampler.
+
 #include "codrelay/audio_format.h"
 #include "codrelay/export.h"
 
@@ -57,8 +60,9 @@ public:
     /// planar format with two channels on either side, and for missing buffers.
     virtual bool Resample(unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int& outLen) = 0;
 
-    /// The formats last given to `Create`, also where it failed later than for a null; all zero before that. Never
+    /// The input format last given to `Create`, also where it failed later than for a null; all zero before that. Never
     /// null; good as long as the object.
     virtual const AUDIO_FORMAT* GetInFormat() = 0;
+    /// The output format, likewise.
     virtual const AUDIO_FORMAT* GetOutFormat() = 0;
 };

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Includes every header of the library but "codrelay/ffmpeg_vocabulary.h".
+
 #include "codrelay/audio_decoder.h"
 #include "codrelay/audio_encoder.h"
 #include "codrelay/audio_format.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// What demuxers hand out.
+
 /// One packet as a demuxer hands it to its callback. A plain record; the bytes behind `data` are the demuxer's.
 struct DEMUXER_PACKET {
     /// The packet's bytes, borrowed: good until the callback returns, and not to be freed. Null for an empty packet.

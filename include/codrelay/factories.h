@@ -1,5 +1,12 @@
 #pragma once
 
+/// @file
+/// The factories. They only build: FFmpeg is first asked when the object's own Create call runs. They may be called
+/// from any thread. Every failure is a null result and a line on the logger "codrelay" or, from the layer beneath,
+/// "ffmpeg".
+///
+/// The string that video factories take was meant for hardware acceleration. Nothing reads it; pass an empty one.
+
 #include <memory>
 #include <string>
 
@@ -16,19 +23,16 @@
 #include "codrelay/video_encoder.h"
 #include "codrelay/video_transform.h"
 
-// The factories only build: FFmpeg is first asked when the object's own Create call runs. They may be called from any
-// thread. Every failure is a null result and a line on the logger "codrelay" or, from the layer beneath, "ffmpeg".
-//
-// The string that video factories take was meant for hardware acceleration. Nothing reads it; pass an empty one.
-
 /// A video decoder that delivers CSP_YUV420P. Served are VIDEO_CODEC_MPEG4, VIDEO_CODEC_JPEG and VIDEO_CODEC_MJPEG
 /// (the same decoder), VIDEO_CODEC_H264 and VIDEO_CODEC_H265; null for every other id. Decoders for VIDEO_CODEC_FLV and
 /// VIDEO_CODEC_H263, and other colour spaces, can be had from `NewFFmpegVideoDecoder` in "codrelay/ffmpeg_layer.h". The
 /// caller owns the object and disposes of it by `Delete`.
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder(int id, const std::string& options);
-/// The decoders that `Codrelay_VideoDecoder` gives for VIDEO_CODEC_H264, VIDEO_CODEC_H265 and VIDEO_CODEC_JPEG.
+/// The decoder that `Codrelay_VideoDecoder` gives for VIDEO_CODEC_H264.
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_H264(const std::string& options);
+/// The decoder that `Codrelay_VideoDecoder` gives for VIDEO_CODEC_H265.
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_H265(const std::string& options);
+/// The decoder that `Codrelay_VideoDecoder` gives for VIDEO_CODEC_JPEG.
 CODRELAY_API CVideoDecoderBase* Codrelay_VideoDecoder_JPEG();
 /// There is no hardware path: null, always and silently. Use `Codrelay_VideoDecoder`.
 CODRELAY_API CVideoDecoderBase* HwAccelVideoDecoder_H264(const std::string& options);
@@ -69,16 +73,16 @@ CODRELAY_API CDemuxerMemBase* Codrelay_DemuxerMem(int format, CDemuxerMemCallbac
 /// or a stream not to be had.
 CODRELAY_API CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param);
 
-/// A muxer into the file `fileName`, which is copied and not opened before `WriteHeader`; null counts as an
-/// empty name. Otherwise as
-/// Codrelay_MuxerMem.
+/// A muxer into the file `fileName`, which is copied and not opened before `WriteHeader`; null counts as an empty name.
+/// Otherwise as Codrelay_MuxerMem.
 CODRELAY_API CMuxerFileBase* Codrelay_MuxerFile(int format, MUXER_PARAM* param, const char* fileName);
 
 /// A transform from pictures of `inWidth` x `inHeight` in `inColorSpace` (a `CSP_*` id) to pictures of `outWidth` x
 /// `outHeight` in `outColorSpace`. `zoom`, which may be null, names a part of the input in percent; the part keeps the
-/// input's shape. A request that changes nothing gets a transform that hands its frames straight back. Empty, with
-/// lines on "codrelay" or "ffmpeg", if the output size is not allowed, the part lies outside the picture, or there is
-/// no such conversion.
+/// input's shape. What lies left of or above the picture is zeros, and so is all of a part whose right edge is left of
+/// its left one; a part without width is the whole picture, and so is every part of a `CSP_NV12` one. A request that
+/// changes nothing gets a transform that hands its frames straight back. Empty, with lines on "codrelay" or "ffmpeg",
+/// if the output size is not allowed, the part lies right of or below the picture, or there is no such conversion.
 CODRELAY_API std::shared_ptr<CVideoTransformBase> Codrelay_VideoTransform(unsigned int inColorSpace, int inWidth,
                                                                           int inHeight,
                                                                           CVideoTransformBase::ZOOM_RECT* zoom,

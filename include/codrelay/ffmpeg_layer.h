@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The factories beneath those of "codrelay/factories.h", with more choice.
+
 #include <memory>
 #include <set>
 #include <string>
@@ -33,20 +36,23 @@ CODRELAY_API CVideoEncoderBase* NewFFmpegVideoEncoder(int id, unsigned int color
 CODRELAY_API CDemuxerFileBase* NewFFmpegDemuxerFile();
 /// What stands behind `Codrelay_DemuxerMem`.
 CODRELAY_API CDemuxerMemBase* NewFFmpegDemuxerMem(int format, CDemuxerMemCallback* callback);
-/// What stands behind `Codrelay_MuxerMem` and `Codrelay_MuxerFile`.
+/// What stands behind `Codrelay_MuxerMem`.
 CODRELAY_API CMuxerMemBase* NewFFmpegMuxerMem(int format, MUXER_PARAM* param);
+/// What stands behind `Codrelay_MuxerFile`.
 CODRELAY_API CMuxerFileBase* NewFFmpegMuxerFile(int format, MUXER_PARAM* param, const char* fileName);
 
-/// What stands behind `Codrelay_AudioEncoder` and `Codrelay_AudioResampler`, and behind `Codrelay_AudioDecoder` for all
-/// codecs but Opus, which is not FFmpeg's: the decoder form gives null for it.
+/// What stands behind `Codrelay_AudioEncoder`.
 CODRELAY_API CAudioEncoderBase* NewFFmpegAudioEncoder(int id);
+/// What stands behind `Codrelay_AudioDecoder` for all codecs but Opus, which is not FFmpeg's: null for it.
 CODRELAY_API CAudioDecoderBase* NewFFmpegAudioDecoder(int id);
+/// What stands behind `Codrelay_AudioResampler`.
 CODRELAY_API CAudioResamplerBase* NewFFmpegAudioResampler();
 
-/// What stands behind `Codrelay_GetSupportedVideoEncoders`, `Codrelay_GetSupportedAudioEncoders` and
-/// `Codrelay_SetFfmpegLogLevel` of "codrelay/library.h".
+/// What stands behind `Codrelay_GetSupportedVideoEncoders`.
 CODRELAY_API std::set<int> GetFFmpegSupportedVideoEncoders();
+/// What stands behind `Codrelay_GetSupportedAudioEncoders`.
 CODRELAY_API std::set<int> GetFFmpegSupportedAudioEncoders();
+/// What stands behind `Codrelay_SetFfmpegLogLevel`.
 CODRELAY_API void SetFfmpegLogLevel(const std::string& level);
 
 /// The software transform, with the part of the input in pixels and no test of sizes. Otherwise as

@@ -1,5 +1,10 @@
 #pragma once
 
+/// @file
+/// How the ids of "codrelay/media_ids.h" read in FFmpeg's words. Pure look-ups in constant tables: safe from any thread
+/// at any time, before `Codrelay_Create` too. The strings are constants that live as long as the library. Where it is
+/// said that a failure is logged, that is one line at Error on the logger "ffmpeg".
+
 #include <cstdint>  // FFmpeg's headers want its macros
 
 extern "C" {
@@ -14,10 +19,6 @@ extern "C" {
 }
 
 #include "codrelay/export.h"
-
-// How the ids of "codrelay/media_ids.h" read in FFmpeg's words. Pure look-ups in constant tables: safe from any thread
-// at any time, before `Codrelay_Create` too. The strings are constants that live as long as the library. Where it is
-// said that a failure is logged, that is one line at Error on the logger "ffmpeg".
 
 /// FFmpeg's long name of a `MUXER_FORMAT_*` id, such as "MP4 (MPEG-4 Part 14)"; the key by which the library finds
 /// formats. Null, and logged, for any other id.

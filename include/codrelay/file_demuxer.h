@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Demuxers of files.
+
 #include "codrelay/audio_format.h"
 #include "codrelay/demuxer_packet.h"
 #include "codrelay/export.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Muxers into files.
+
 #include "codrelay/export.h"
 
 /// Writes encoded video and audio into a container file. Made by `Codrelay_MuxerFile`, disposed of by `Delete`.

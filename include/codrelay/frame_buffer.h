@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Uncompressed pictures.
+
 #include <boost/unordered_map.hpp>
 #include <memory>
 #include <string>
@@ -33,9 +36,10 @@ public:
     long long m_nTimestamp;
     /// A `CSP_*` id. Decoders leave it 0: they deliver CVideoDecoderBase::GetOutputColorSpace(). Transforms set it.
     unsigned int m_nColorSpace;
-    /// In pixels, 0 until set. A decoder that had to convert the picture leaves both 0: the size is then the one that
-    /// the decoder was created with.
+    /// In pixels, 0 until set. A decoder that had to convert the picture leaves width and height 0: the size is then
+    /// the one that the decoder was created with, or has changed to.
     unsigned int m_nWidth;
+    /// The same for the height.
     unsigned int m_nHeight;
     /// Side data of the host's own; the library neither adds to it nor reads it. Costs nothing while it is empty.
     boost::unordered_map<std::string, std::shared_ptr<void>> m_Extras;

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The start of the library, and what it can tell of its FFmpeg.
+
 #include <set>
 #include <string>
 

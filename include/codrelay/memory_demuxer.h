@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Demuxers of bytes in memory.
+
 #include "codrelay/audio_format.h"
 #include "codrelay/demuxer_packet.h"
 #include "codrelay/export.h"

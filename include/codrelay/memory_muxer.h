@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Muxers into memory.
+
 #include "codrelay/export.h"
 
 /// Writes encoded video and audio into a container that the host takes away in pieces. Made by `Codrelay_MuxerMem`,

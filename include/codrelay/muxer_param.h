@@ -1,16 +1,21 @@
 #pragma once
 
+/// @file
+/// What muxers are made for.
+
 /// What a muxer is made for. A plain record; the muxer copies it whole.
 struct MUXER_PARAM {
     /// A `VIDEO_CODEC_*` id from 3 to 9; any other means that there is no video stream.
     int videoCodec;
     /// An `AUDIO_CODEC_*` id that FFmpeg has a codec for; any other means that there is no audio stream.
     int audioCodec;
-    /// Picture size in pixels.
+    /// Picture width in pixels.
     int width;
+    /// Picture height in pixels.
     int height;
     /// Samples per second and channel.
     int sampleRate;
+    /// Channels of the sound.
     int channels;
     /// Bits per second. With MP3 it also decides how blocks are cut into frames (see `WriteSound`).
     int audioBitRate;

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Video decoders.
+
 #include <memory>
 
 #include "codrelay/export.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Video encoders.
+
 #include "codrelay/export.h"
 #include "codrelay/frame_buffer.h"
 

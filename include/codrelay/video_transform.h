@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Crop, scale and change of colour space.
+
 #include <memory>
 
 #include "codrelay/export.h"
@@ -13,8 +16,11 @@ class CODRELAY_API CVideoTransformBase : utils::Noncopyable {
 public:
     /// A part of the input picture in percent of its size.
     struct ZOOM_RECT {
+        /// Left edge, in percent of the width.
         int left;
+        /// Upper edge, in percent of the height.
         int top;
+        /// Right edge, in percent of the width.
         int right;
         /// Takes part only in the question whether the whole picture is meant: the height follows from the width, so
         /// that the picture keeps its shape.
@@ -23,9 +29,13 @@ public:
 
     /// A part of the input picture in pixels.
     struct CROP_RECT {
+        /// Leftmost column.
         int x;
+        /// Uppermost row.
         int y;
+        /// Width.
         int w;
+        /// Height.
         int h;
     };
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// What a host steers of the log.
+
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -15,9 +18,13 @@ namespace uvqlog {
 
 /// One record as a sink sees it. The views live for the call only.
 struct LogEvent {
+    /// Name of the logger.
     std::string_view logger;
+    /// How much it matters.
     Severity severity;
+    /// When the record was made.
     std::chrono::system_clock::time_point time;
+    /// The whole line, without a line end.
     std::string_view text;
 };
 

@@ -1,11 +1,15 @@
 #pragma once
 
+/// @file
+/// Loggers and records.
+
 #include <chrono>
 #include <memory>
 #include <ostream>
 #include <streambuf>
 #include <string>
 
+/// Marks what the shared library offers to a host.
 #define UVQLOG_API __attribute__((visibility("default")))
 
 /// A small stand-alone logging library: named loggers, records, severities. A program that only wants to steer where
@@ -38,7 +42,9 @@ public:
     /// positive.
     void WriteData(const char* data, int length);
 
+    /// As given at its making.
     Severity GetSeverity() const;
+    /// When it was made.
     std::chrono::system_clock::time_point GetTime() const;
     /// The text so far; the reference is good until the next WriteData and no longer than the record.
     const std::string& GetText() const;
@@ -71,6 +77,7 @@ public:
     /// REQUIRES: `record` is not null.
     virtual void Write(const std::shared_ptr<LogRecord>& record);
 
+    /// The name given at its making; the reference is good as long as the process.
     const std::string& GetName() const;
 
 private:
@@ -82,6 +89,7 @@ private:
 /// REQUIRES: the buffer is not null and outlives the stream.
 class UVQLOG_API LogStream : public std::ostream {
 public:
+    /// A stream that writes into `buffer`.
     explicit LogStream(std::streambuf* buffer);
     ~LogStream() override;
 };

@@ -25,8 +25,8 @@ void PrintTo(const BadInput& input, std::ostream* out) {
 class BadInputs : public testing::TestWithParam<std::tuple<const char*, BadInput>> {};
 
 std::string Arguments(const std::string& command, const std::string& input, const ScratchFolder& scratch) {
-    return command + " " + Quoted(input) +
-           (command == "sheet" || command == "encode" ? " " + scratch.Path("out.png") : "");
+    const bool writes = command != "probe" && command != "decode";
+    return command + " " + Quoted(input) + (writes ? " " + scratch.Path("out.png") : "");
 }
 
 std::string NameOfBadInput(const testing::TestParamInfo<std::tuple<const char*, BadInput>>& test) {
@@ -56,7 +56,7 @@ TEST_P(BadInputs, EndWithOneAndOneLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Files, BadInputs,
-    Combine(Values("probe", "decode", "encode", "sheet"),
+    Combine(Values("probe", "decode", "encode", "sheet", "remux", "transcode"),
             Values(BadInput{"Missing", "true", "No such file or directory"},
                    BadInput{"Directory", "mkdir $f", "is a directory"}, BadInput{"Empty", ": >$f", "is empty"},
                    BadInput{"Pipe", "mkfifo $f", "is not a regular file"},
@@ -86,9 +86,10 @@ TEST(BadInput, AMovieThatIsCutShortIsTold) {
 TEST(BadInput, AFileWithoutVideoIsNotDecoded) {
     const ScratchFolder scratch;
     const std::string path = Clip("demux_sound.wav");
-    ExpectComplaint(Arguments("decode", path, scratch), path + ": has no video stream");
-    ExpectComplaint(Arguments("encode", path, scratch), path + ": has no video stream");
-    ExpectComplaint(Arguments("sheet", path, scratch), path + ": has no video stream");
+    for (const char* command : {"decode", "encode", "sheet"}) {
+        ExpectComplaint(Arguments(command, path, scratch),
+                        path + ": has no video stream; codrelay audio decodes its sound");
+    }
 }
 
 TEST(BadInput, VideoOfAnUnknownCodecIsNotDecoded) {
@@ -109,6 +110,10 @@ TEST(BadInput, AFileThatMayNotBeReadIsTold) {
         path);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.err, "codrelay: " + path + ": cannot be read: Permission denied\n");
+}
+
+TEST(BadInput, TheComplaintIsOneLineWhateverTheName) {
+    ExpectComplaint("probe '/no/such\nfile'", "/no/such?file: No such file or directory");
 }
 
 TEST(BadInput, NamesThatFfmpegWouldMisreadAreNames) {

@@ -240,8 +240,8 @@ TEST_F(Encode, WhatACodecRefusesIsTold) {
     ExpectFailure(in, "--size 64x7", "pictures cannot be scaled to 64x7: a side has 8 to 4096 pixels");
     const ProcessResult tiny = Run(in, "--size 8x8");
     EXPECT_EQ(tiny.exitCode, 1);
-    EXPECT_THAT(tiny.err, testing::MatchesRegex(
-                              "codrelay: the h264 encoder fails with -[0-9]+ on picture 0 \\(from 0\\) of 8x8\n"));
+    EXPECT_THAT(tiny.err, testing::MatchesRegex("codrelay: the h264 encoder fails with -[0-9]+ on picture 0 "
+                                                "\\(from 0\\) of 8x8; H.264 has at least 16x16 \\(--size\\)\n"));
     EXPECT_FALSE(std::filesystem::exists(m_Out));
 }
 
@@ -273,17 +273,27 @@ TEST_F(Encode, DamagedY4mFilesAreTold) {
     WriteIn(head + GreyPicture("FRAME\n") + GreyPicture("FROME\n"));
     ExpectFailure(in, "", in + ": is damaged: picture 1 (from 0) does not begin");
     WriteIn(head + GreyPicture("FRAME\n") + std::string(5000, 'x'));
-    ExpectFailure(in, "", in + ": is damaged: picture 1 (from 0) does not begin");
+    ExpectFailure(in, "", in + ": is damaged: it has a line that is too long");
     WriteIn(head);
     ExpectFailure(in, "", in + ": is too short for a picture of 16x16");
-    WriteIn("YUV4MPEG2 W65535 H65535\n" + GreyPicture("FRAME\n"));
-    ExpectFailure(in, "", in + ": is too short for a picture of 65535x65535");
+    WriteIn("YUV4MPEG2 W16384 H16384\n" + GreyPicture("FRAME\n"));
+    ExpectFailure(in, "", in + ": is too short for a picture of 16384x16384");
+    WriteIn("YUV4MPEG2 W2 H2\n");
+    ExpectFailure(in, "--codec mpeg4", in + ": has no pictures");
+}
+
+TEST_F(Encode, Y4mFilesThatDoNotTellTheirSizeAreTold) {
+    const std::string in = In("in.y4m");
+    WriteIn("YUV4MPEG2 W16385 H16\n" + GreyPicture("FRAME\n"));
+    ExpectFailure(in, "", in + ": its first line has the picture size W16385");
     WriteIn("YUV4MPEG2 W16 F25:1\n" + GreyPicture("FRAME\n"));
     ExpectFailure(in, "", in + ": its first line does not tell the picture size");
     WriteIn("YUV4MPEG2 W16 H-16\n" + GreyPicture("FRAME\n"));
     ExpectFailure(in, "", in + ": its first line has the picture size H-16");
     WriteIn("YUV4MPEG2 W16x H16\n" + GreyPicture("FRAME\n"));
     ExpectFailure(in, "", in + ": its first line has the picture size W16x");
-    WriteIn("YUV4MPEG2 " + std::string(5000, 'X'));
+    WriteIn("YUV4MPEG2\n" + GreyPicture("FRAME\n"));
     ExpectFailure(in, "", in + ": its first line does not tell the picture size");
+    WriteIn("YUV4MPEG2 W16 H16 X" + std::string(5000, 'x') + "\n" + GreyPicture("FRAME\n"));
+    ExpectFailure(in, "", in + ": is damaged: it has a line that is too long");
 }

@@ -36,7 +36,10 @@ INSTANTIATE_TEST_SUITE_P(
            "encode x y --bitrate 4294967296", "encode x y --fps 0", "encode x y --fps fast",
            "encode x y --key-interval -1", "encode x y --key-interval 301", "encode x y --size 320", "sheet x",
            "sheet x y --columns 0", "sheet x y --rows none", "sheet x y --width 7",
-           "sheet x y --columns 64 --width 640"));
+           "sheet x y --columns 64 --width 640", "remux x", "remux x y z", "remux x y --format mkv", "transcode x",
+           "transcode x y --format MP4", "transcode x y --video h265", "transcode x y --audio opus",
+           "transcode x y --size 320", "transcode x y --fps 0", "transcode x y --fps 241",
+           "transcode x y --video-bitrate 0", "transcode x y --audio-bitrate -1", "transcode x y --key-interval 301"));
 
 TEST_P(Help, HasAnExample) {
     const ProcessResult run = RunCodrelay(std::string(GetParam()) + " --help");
@@ -45,7 +48,8 @@ TEST_P(Help, HasAnExample) {
     EXPECT_THAT(run.err, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, Help, Values("", "info", "probe", "decode", "encode", "sheet"));
+INSTANTIATE_TEST_SUITE_P(Commands, Help,
+                         Values("", "info", "probe", "decode", "encode", "sheet", "remux", "transcode"));
 
 TEST(Usage, VersionIsTold) {
     const ProcessResult run = RunCodrelay("--version");

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Clocks in milliseconds.
+
 #include "codrelay/export.h"
 
 namespace utils {

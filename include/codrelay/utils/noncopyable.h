@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A base class without copies.
+
 namespace utils {
 
 /// A base for classes whose objects have an identity: they can be neither copied nor assigned.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Functions on text.
+
 #include <boost/optional/optional.hpp>
 #include <boost/utility/string_view.hpp>
 #include <string>
@@ -20,6 +23,7 @@
 /// argument is said to be optional.
 namespace utils {
 
+/// @{
 /// Reads a decimal number: an optional `+` or `-`, then digits. If `strict` is false, leading white space is skipped
 /// and text behind the number does not matter; if it is true, the number must be the whole range.
 ///
@@ -42,7 +46,9 @@ CODRELAY_API bool StringToInt(const char* begin, const char* end, unsigned long*
 CODRELAY_API bool StringToInt(const char* begin, const char* end, long long* value, bool strict, const char** stop);
 CODRELAY_API bool StringToInt(const char* begin, const char* end, unsigned long long* value, bool strict,
                               const char** stop);
+/// @}
 
+/// @{
 /// Reads a hexadecimal number, with digits of either case. A sign is taken as by StringToInt; a prefix is not: in
 /// "0x1F" the number is 0 and ends at the `x`. All else, failure included, is as for StringToInt.
 /// Example: `int v; assert(HexStringToInt("-fF", nullptr, &v, true, nullptr) && v == -255);`
@@ -62,6 +68,7 @@ CODRELAY_API bool HexStringToInt(const char* begin, const char* end, unsigned lo
 CODRELAY_API bool HexStringToInt(const char* begin, const char* end, long long* value, bool strict, const char** stop);
 CODRELAY_API bool HexStringToInt(const char* begin, const char* end, unsigned long long* value, bool strict,
                                  const char** stop);
+/// @}
 
 /// Cuts `text` at every character that stands in `delims`, and replaces the contents of `*out` by the tokens, in order.
 /// Empty tokens are left out unless `keepEmpty`. Without a delimiter the whole text is the one token, so an empty text

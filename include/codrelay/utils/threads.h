@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Mutex, thread and condition.
+
 #include <pthread.h>
 
 #include "codrelay/export.h"
@@ -34,7 +37,9 @@ public:
     CMutexLocker(utils::ThreadMutex* mutex, bool lock);
     ~CMutexLocker();
 
+    /// Takes the mutex, unless this locker holds it.
     void Lock();
+    /// Gives the mutex back, if this locker holds it; so does the end of the locker.
     void Unlock();
     /// True while this locker holds the mutex.
     bool IsLocked();

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Functions on times.
+
 #include <boost/optional/optional.hpp>
 #include <ctime>
 #include <string>
