@@ -72,5 +72,6 @@ install_cmake_package()
 install_pkg_config_files()
 
 set(docdir ${CMAKE_INSTALL_DATAROOTDIR}/doc/codrelay)
-install(FILES ${PROJECT_SOURCE_DIR}/debian/copyright DESTINATION ${docdir})
+install(FILES ${PROJECT_SOURCE_DIR}/debian/copyright ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE
+  DESTINATION ${docdir})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${docdir} FILES_MATCHING PATTERN *.cpp)
