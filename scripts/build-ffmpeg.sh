@@ -14,8 +14,10 @@ debian_version=7:$version-0+deb11u1
 debian_suite=bullseye
 tarball_sha256=177d074943251bec33e1f9bc5979378ff5771882482ba9b3aee2cb18dd400554
 
-# --disable-autodetect keeps out whatever else this machine happens to have.
+# --disable-autodetect keeps out whatever else this machine happens to have. The libraries carry these flags in them, so
+# the prefix is none of this machine's.
 configure_flags=(
+    --prefix=/usr
     --disable-autodetect --enable-pthreads --enable-v4l2-m2m
     --enable-shared --disable-static --disable-programs --disable-doc --disable-debug
     --enable-version3 --enable-libopenh264 --enable-libmp3lame
@@ -91,14 +93,15 @@ build() {
     cd "$work/ffmpeg-$version"
     "$scripts/rename-formats.sh" .
     say "configuring FFmpeg $version"
-    run_logged "$log" ./configure --prefix="$prefix" "${configure_flags[@]}"
+    run_logged "$log" ./configure "${configure_flags[@]}"
     say "compiling FFmpeg $version (some minutes; log in $log)"
     # The libraries find each other wherever the folder is moved.
     export LD_RUN_PATH='$ORIGIN'
     run_logged "$log" make -j"$(nproc)"
     say "installing into $prefix"
-    run_logged "$log" make install
+    run_logged "$log" make install DESTDIR="$work/installed"
     cd "$cache"
+    mv "$work/installed/usr" "$prefix"
     printf '%s\n' "${configure_flags[@]}" >"$stamp"
 }
 
