@@ -8,13 +8,14 @@
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=$(cd "$here/../.." && pwd)
 library=$(realpath "$1")
 description=$2
 
 describe() {
-    abidw --headers-dir "$here/../../include" --drop-private-types --suppressions "$here/public_types.suppr" \
+    abidw --headers-dir "$root/include" --drop-private-types --suppressions "$here/public_types.suppr" \
         --exported-interfaces-only --drop-undefined-syms --no-parameter-names --no-show-locs \
-        --no-corpus-path --no-comp-dir-path --no-elf-needed "$library" | sed 's/^ *//'
+        --no-corpus-path --no-comp-dir-path --no-elf-needed "$library" | sed -e 's/^ *//' -e "s|path='$root/|path='|"
 }
 
 if [ "${3:-}" = --renew ]; then
