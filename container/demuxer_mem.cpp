@@ -15,7 +15,9 @@ namespace {
 
 /// A byte buffer for one writer and one reader. Linear, not a ring: both positions go back to the start only when the
 /// end was reached and the reader has caught up. Each side resets its own condition under the mutex before it looks,
-/// the other signals under the mutex, and the latch keeps a signal that comes before the wait: no wake-up is lost.
+/// the other signals after the change that is waited for, and the latch keeps a signal that comes before the wait: no
+/// wake-up is lost. Bytes are copied outside the mutex, each side's in a span that is its own until it moves its
+/// position: neither side waits for the other's copy, and a signal goes out only where somebody may wait for it.
 class SRSWBuffer {
 public:
     static constexpr int kCapacity = 0x80000;
@@ -40,7 +42,8 @@ private:
     int Take(unsigned char* out, int size);
     bool AwaitSpace(CMutexLocker* locker);
 
-    utils::ThreadMutex m_Mutex;  // guards the positions and m_bClosed
+    utils::ThreadMutex m_WriterMutex;  // one writer at a time
+    utils::ThreadMutex m_Mutex;        // guards the positions and m_bClosed
     CConditionWait m_DataReady;
     CConditionWait m_SpaceFree;
     std::unique_ptr<unsigned char[]> m_pBegin;
@@ -60,7 +63,6 @@ int SRSWBuffer::Take(unsigned char* out, int size) {
     }
     for (;;) {
         m_DataReady.Reset();
-        m_SpaceFree.Signal();
         if (m_pRead != m_pWrite) {
             break;
         }
@@ -72,12 +74,18 @@ int SRSWBuffer::Take(unsigned char* out, int size) {
         }
     }
     const auto count = std::min<std::ptrdiff_t>(size, m_pWrite - m_pRead);
+    locker.Unlock();
     std::memcpy(out, m_pRead, static_cast<std::size_t>(count));
+    locker.Lock();
     m_pRead += count;
+    if (m_pRead == m_pEnd) {  // else a writer that waits would have to wait on
+        m_SpaceFree.Signal();
+    }
     return static_cast<int>(count);
 }
 
 bool SRSWBuffer::Write(const unsigned char* data, unsigned int size) {
+    const CMutexLocker writerLocker(&m_WriterMutex, true);
     const unsigned char* current = data;
     const unsigned char* const last = data + size;
     while (current != last) {
@@ -86,21 +94,26 @@ bool SRSWBuffer::Write(const unsigned char* data, unsigned int size) {
             return false;
         }
         const auto count = std::min(last - current, m_pEnd - m_pWrite);
+        locker.Unlock();
         std::memcpy(m_pWrite, current, static_cast<std::size_t>(count));
+        locker.Lock();
+        const bool wasEmpty = m_pRead == m_pWrite;
         m_pWrite += count;
         current += count;
+        locker.Unlock();
+        if (wasEmpty) {  // else the reader does not wait
+            m_DataReady.Signal();
+        }
     }
     return true;
 }
 
-// The reader is signalled before the bytes are there, but it cannot look before the mutex is free.
 bool SRSWBuffer::AwaitSpace(CMutexLocker* locker) {
     for (;;) {
         m_SpaceFree.Reset();
         if (m_pWrite == m_pEnd && m_pRead == m_pEnd) {
             m_pRead = m_pWrite = m_pBegin.get();
         }
-        m_DataReady.Signal();
         if (m_pWrite != m_pEnd) {
             return true;
         }
