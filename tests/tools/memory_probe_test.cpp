@@ -159,10 +159,15 @@ INSTANTIATE_TEST_SUITE_P(
                             Input{"wav", "wav/8bit-mulaw-8kHz-noBext-mono-encoded.wav", true},
                             Input{"asf", "asf/testWMV.wmv", true}, Input{"wav", "demux_sound.wav", false},
                             Input{"wav", "mux_mulaw.wav", false}, Input{"asf", "demux_memory.asf", false},
-                            Input{"asf", "demux_foreign.asf", false}, Input{kAvi, "demux_memory.avi", false},
-                            Input{kTransportStream, "demux_film.ts", false}),
+                            Input{"asf", "demux_foreign.asf", false}, Input{kAvi, "demux_memory.avi", false}),
                      Values("1", "7", "4096", "524287", "524288", "524289")),
     NameOf);
+
+// libavformat loses the first packets of an MPEG-TS that begins with a read of a few bytes.
+INSTANTIATE_TEST_SUITE_P(TransportStream, MemoryProbe,
+                         testing::Combine(Values(Input{kTransportStream, "demux_film.ts", false}),
+                                          Values("4096", "524287", "524288", "524289")),
+                         NameOf);
 
 // libavformat loses a frame of an MP3 that begins with a read of less than 40 bytes.
 INSTANTIATE_TEST_SUITE_P(Mp3, MemoryProbe,
