@@ -71,6 +71,8 @@ pthread_t ReadUnder(utils::ThreadMutex* mutex, const pthread_t& threadId) {
 
 }  // namespace
 
+// The argument is set by Start.
+// cppcheck-suppress uninitMemberVar
 CThread::CThread() : m_pThreadFunc(nullptr), m_ThreadId(0), m_bJoining(0) {}
 
 CThread::~CThread() {

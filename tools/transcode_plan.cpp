@@ -139,7 +139,7 @@ private:
     LibrarySession& m_Session;
     const TranscodeOptions& m_Options;
     InputSurvey m_Survey;
-    TranscodePlan m_Plan;
+    TranscodePlan m_Plan{};
 };
 
 }  // namespace
