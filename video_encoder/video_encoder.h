@@ -29,7 +29,7 @@ public:
     int ChangeEncoderResolution(unsigned int width, unsigned int height) override;
 
     /// Maps the picture onto the encoder's frame; not a byte is copied.
-    void FillFrame(CFrameBufferBase* frame);
+    bool FillFrame(CFrameBufferBase* frame);
 
 protected:
     bool AcceptColorSpaceAndMode(unsigned int colorSpace, unsigned int mode);
