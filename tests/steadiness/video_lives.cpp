@@ -170,6 +170,8 @@ public:
                                                   static_cast<unsigned int>(m_SetUp.height)));
         return seen.Value();
     }
+    /// It is what its factory made of it.
+    void Destroy() override { Delete(); }
     void Delete() override { m_pTransform.reset(); }
 
 private:
