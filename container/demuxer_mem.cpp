@@ -235,8 +235,9 @@ CDemuxerMem::~CDemuxerMem() {
 int CDemuxerMem::Create(const char* formatName, CDemuxerMemCallback* callback) {
     Destroy();
     const auto buffer = std::make_shared<SRSWBuffer>();
-    std::atomic_store(&m_pImpl->m_pBuffer, buffer);
     m_pImpl->m_pThreadProc = std::make_shared<DemuxerThreadProc>(formatName, buffer.get(), callback);
+    // Last, so that nobody can write into a buffer that no thread will ever read.
+    std::atomic_store(&m_pImpl->m_pBuffer, buffer);
     if (m_pImpl->m_Thread.CreateThread(DemuxerThreadProc::Run, m_pImpl->m_pThreadProc.get()) == 0) {
         FFMPEG_LOG(Critical) << "CDemuxerMem::Create(): FAILED to create decoder thread!";
         return 0;

@@ -1,6 +1,7 @@
 #include "container/ffmepg_file_demuxer.h"
 
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "container/stream_query.h"
@@ -53,6 +54,15 @@ FfmepgFileDemuxer::~FfmepgFileDemuxer() {
 
 bool FfmepgFileDemuxer::Open(const char* path) {
     Close();
+    try {
+        return OpenStreams(path);
+    } catch (const std::bad_alloc&) {
+        Close();  // packets that are to be filtered may have no filter yet
+        throw;
+    }
+}
+
+bool FfmepgFileDemuxer::OpenStreams(const char* path) {
     m_pPrivate->m_FileName = TextOrNothing(path);
     if (avformat_open_input(&m_pPrivate->m_pFormatContext, m_pPrivate->m_FileName.c_str(), nullptr, nullptr) < 0) {
         FFMPEG_LOG(Error) << "FfmepgFileDemuxer avformat_open_input error";
@@ -114,6 +124,9 @@ bool FfmepgFileDemuxer::FilterPacket(FfmpegAvPacket* packet) {
         m_pPrivate->m_pBitstreamFilter, StreamCodec(m_pPrivate->m_pFormatContext, m_pPrivate->m_nVideoStream), nullptr,
         &filtered.data, &filtered.size, read->data, read->size, read->flags & AV_PKT_FLAG_KEY);
     if (result < 0) {
+        if (filtered.data != nullptr && filtered.data != read->data) {
+            av_free(filtered.data);  // the filter may fail after it has made the packet
+        }
         FFMPEG_LOG(Error) << "FfmepgFileDemuxer filter filter error";
         return false;
     }

@@ -31,6 +31,7 @@ public:
 private:
     struct Private;
 
+    bool OpenStreams(const char* path);
     bool CreateFilter();
     bool FilterPacket(FfmpegAvPacket* packet);
 

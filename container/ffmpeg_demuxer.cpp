@@ -1,5 +1,7 @@
 #include "container/ffmpeg_demuxer.h"
 
+#include <new>
+
 #include "container/stream_query.h"
 #include "front/registry/ffmpeg_registry.h"
 #include "support/log_front.h"
@@ -12,7 +14,11 @@ FfmpegDemuxer::FfmpegDemuxer()
       m_bOpened(false) {}
 
 FfmpegDemuxer::~FfmpegDemuxer() {
-    FFMPEG_LOG(Trace) << "FfmpegDemuxer::~FfmpegDemuxer(): this=" << this;
+    try {
+        FFMPEG_LOG(Trace) << "FfmpegDemuxer::~FfmpegDemuxer(): this=" << this;
+    } catch (const std::bad_alloc&) {
+        // No memory for the line; a destructor has nobody to tell.
+    }
     Destroy();
 }
 

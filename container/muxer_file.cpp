@@ -50,7 +50,7 @@ int CMuxerFile::Create(const char* fileName, const char* formatName, MUXER_PARAM
     FFMPEG_LOG(Trace) << "CMuxerFile::Create: format " << format->long_name;
     m_Param = *param;
     muxing::SetFormatCodecs(format, m_Param);
-    if (!MakeContext(format) || !AddStreams(*format)) {
+    if (!MakeContext(format) || !AddStreams()) {
         return Refuse();
     }
     av_dump_format(m_pFormatContext, 0, m_FileName.c_str(), 1);
@@ -83,8 +83,8 @@ bool CMuxerFile::MakeContext(AVOutputFormat* format) {
     return true;
 }
 
-bool CMuxerFile::AddStreams(const AVOutputFormat& format) {
-    if (format.video_codec != AV_CODEC_ID_NONE) {
+bool CMuxerFile::AddStreams() {
+    if (m_Param.videoCodec != AV_CODEC_ID_NONE) {
         m_pVideoStream = AddVideoStream(m_pFormatContext);
         if (m_pVideoStream == nullptr) {
             FFMPEG_LOG(Error) << "CMuxerFile::Create: AddVideoStream failed";
@@ -92,7 +92,7 @@ bool CMuxerFile::AddStreams(const AVOutputFormat& format) {
         }
         FFMPEG_LOG(Trace) << "CMuxerFile::Create: add video stream!";
     }
-    if (format.audio_codec != AV_CODEC_ID_NONE) {
+    if (m_Param.audioCodec != AV_CODEC_ID_NONE) {
         m_pAudioStream = AddAudioStream(m_pFormatContext);
         if (m_pAudioStream == nullptr) {
             FFMPEG_LOG(Error) << "CMuxerFile::Create: AddAudioStream failed";

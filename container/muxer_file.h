@@ -32,7 +32,7 @@ public:
 private:
     int Refuse();
     bool MakeContext(AVOutputFormat* format);
-    bool AddStreams(const AVOutputFormat& format);
+    bool AddStreams();
     void SetAudioCutting();
     void LatchOrigin(long long pts);
     /// Writes one frame of the block, of which `left` bytes are left. The declared size, 0 on failure.

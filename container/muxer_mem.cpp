@@ -62,7 +62,7 @@ int CMuxerMem::Create(const char* formatName, MUXER_PARAM* param) {
     FFMPEG_LOG(Trace) << "CMuxerMem::Create: format " << format->long_name;
     m_Param = *param;
     muxing::SetFormatCodecs(format, m_Param);
-    if (!MakeContext(format) || !AddStreams(*format)) {
+    if (!MakeContext(format) || !AddStreams()) {
         return Refuse();
     }
     m_bFirstPacketPending = 1;
@@ -93,15 +93,15 @@ bool CMuxerMem::MakeContext(AVOutputFormat* format) {
     return true;
 }
 
-bool CMuxerMem::AddStreams(const AVOutputFormat& format) {
-    if (format.video_codec != AV_CODEC_ID_NONE) {
+bool CMuxerMem::AddStreams() {
+    if (m_Param.videoCodec != AV_CODEC_ID_NONE) {
         m_pVideoStream = AddVideoStream(m_pFormatContext);
         if (m_pVideoStream == nullptr) {
             FFMPEG_LOG(Critical) << "CMuxerMem::Create: av_new_stream";
             return false;
         }
     }
-    if (format.audio_codec != AV_CODEC_ID_NONE) {
+    if (m_Param.audioCodec != AV_CODEC_ID_NONE) {
         m_pAudioStream = AddAudioStream(m_pFormatContext);
         if (m_pAudioStream == nullptr) {
             FFMPEG_LOG(Critical) << "CMuxerMem::Create: AddAudioStream failed";

@@ -29,7 +29,7 @@ public:
 private:
     int Refuse();
     bool MakeContext(AVOutputFormat* format);
-    bool AddStreams(const AVOutputFormat& format);
+    bool AddStreams();
     void SetAudioCutting();
     void LatchOrigin(long long pts);
     bool CanWrite() const;

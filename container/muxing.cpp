@@ -1,6 +1,7 @@
 #include "container/muxing.h"
 
 #include <limits>
+#include <mutex>
 
 namespace muxing {
 
@@ -20,6 +21,8 @@ int64_t Wrapped(uint64_t value) {
 }  // namespace
 
 void SetFormatCodecs(AVOutputFormat* format, const MUXER_PARAM& param) {
+    static std::mutex mutex;  // muxers of one format may be made on several threads
+    const std::lock_guard<std::mutex> lock(mutex);
     format->video_codec = static_cast<AVCodecID>(param.videoCodec);
     format->audio_codec = static_cast<AVCodecID>(param.audioCodec);
 }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <new>
 
 #include "support/log_front.h"
 
@@ -64,6 +65,15 @@ bool CMutexLocker::IsLocked() {
 
 namespace {
 
+// For a destructor, which has nobody to tell that there is no memory for a line.
+template <typename Call>
+void Quietly(const Call& call) {
+    try {
+        call();
+    } catch (const std::bad_alloc&) {
+    }
+}
+
 pthread_t ReadUnder(utils::ThreadMutex* mutex, const pthread_t& threadId) {
     CMutexLocker locker(mutex, true);
     return threadId;
@@ -77,8 +87,8 @@ CThread::CThread() : m_pThreadFunc(nullptr), m_ThreadId(0), m_bJoining(0) {}
 
 CThread::~CThread() {
     if (ReadUnder(&m_Mutex, m_ThreadId) != 0) {
-        CODRELAY_LOG(Info) << "CThread: Warning! Thread not finished! Waiting...";
-        WaitThread();
+        Quietly([] { CODRELAY_LOG(Info) << "CThread: Warning! Thread not finished! Waiting..."; });
+        Quietly([this] { WaitThread(); });
     }
 }
 

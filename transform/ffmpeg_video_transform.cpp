@@ -127,7 +127,7 @@ CFrameBufferBase* CFfmpegVideoTransform::Transform(CFrameBufferBase* frame) {
     m_OutputBuffer.m_nHeight = m_Output.height;
     unsigned char* const out = m_OutputBuffer.m_Bytes.data();
     if (m_pSwsContext == nullptr) {
-        if (m_CropBuffer.empty()) {
+        if (m_CropBuffer.empty() || m_OutputBuffer.m_Bytes.empty()) {
             return nullptr;
         }
         Crop(frame->GetData(), out);

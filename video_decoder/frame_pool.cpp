@@ -30,7 +30,7 @@ struct ThreadsafeFramePool::Data {
     unsigned long long m_nGeneration = 0;
 };
 
-// A buffer on its way out of the pool.
+// A buffer that is out of the pool.
 struct ThreadsafeFramePool::Lease {
     Buffer buffer;
     unsigned long long generation = 0;
@@ -39,28 +39,29 @@ struct ThreadsafeFramePool::Lease {
 // Built anew for every hand-out, so that nothing of the earlier user shows but the bytes.
 class ThreadsafeFramePool::CPooledFrameBuffer : public CFrameBufferBase {
 public:
-    CPooledFrameBuffer(std::shared_ptr<Data> data, Lease lease)
-        : m_pPoolData(std::move(data)), m_pBuffer(std::move(lease.buffer)), m_nPoolGeneration(lease.generation) {}
+    explicit CPooledFrameBuffer(std::shared_ptr<Data> data) : m_pPoolData(std::move(data)) {}
 
     ~CPooledFrameBuffer() override {
-        GiveBack();
-        m_pBuffer.reset();
+        if (m_Lease.buffer != nullptr) {
+            GiveBack();
+            m_Lease.buffer.reset();
+        }
     }
 
-    unsigned char* GetData() override { return m_pBuffer->data(); }
+    unsigned char* GetData() override { return m_Lease.buffer->data(); }
     const unsigned char* GetConstData() override { return GetData(); }
+
+    Lease m_Lease;
 
 private:
     void GiveBack() {
         CMutexLocker lock(&m_pPoolData->m_Mutex, true);
-        if (m_pPoolData->m_bAlive && m_pPoolData->m_nGeneration == m_nPoolGeneration) {
-            m_pPoolData->m_FreeBuffers.push_back(m_pBuffer);
+        if (m_pPoolData->m_bAlive && m_pPoolData->m_nGeneration == m_Lease.generation) {
+            m_pPoolData->m_FreeBuffers.push_back(m_Lease.buffer);
         }
     }
 
     std::shared_ptr<Data> m_pPoolData;
-    Buffer m_pBuffer;
-    unsigned long long m_nPoolGeneration;
 };
 
 ThreadsafeFramePool::ThreadsafeFramePool() : m_pData(std::make_shared<Data>()) {}
@@ -91,12 +92,13 @@ void ThreadsafeFramePool::Clear() {
 }
 
 bool ThreadsafeFramePool::GetFrame(std::shared_ptr<CFrameBufferBase>& out) {
-    Lease lease;
-    if (!TakeBuffer(&lease)) {
+    // Before a buffer is taken: where there is no memory for the frame, none is lost.
+    std::shared_ptr<CPooledFrameBuffer> frame(new CPooledFrameBuffer(m_pData));
+    if (!TakeBuffer(&frame->m_Lease)) {
         return false;
     }
     // Outside the lock: the frame that `out` holds may come back to the pool here.
-    out = std::shared_ptr<CFrameBufferBase>(new CPooledFrameBuffer(m_pData, std::move(lease)));
+    out = std::move(frame);
     return true;
 }
 

@@ -1,6 +1,8 @@
 #include "video_decoder/stat_helper.h"
 
 #include <algorithm>
+#include <exception>
+#include <new>
 
 #include "codrelay/utils/clock.h"
 #include "support/log_front.h"
@@ -25,7 +27,14 @@ StatHelper::~StatHelper() noexcept(false) {
     const CodecStat period = *m_pStat;
     *m_pStat = CodecStat{};
     m_pStat->m_nTriggerMs = period.m_nTriggerMs;
-    Report(period, elapsedMs);
+    try {
+        Report(period, elapsedMs);
+    } catch (const std::bad_alloc&) {
+        // A second exception would end the process; the first says as much.
+        if (std::uncaught_exceptions() == 0) {
+            throw;
+        }
+    }
 }
 
 void StatHelper::Count(long long durationMs) {

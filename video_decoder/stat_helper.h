@@ -25,7 +25,7 @@ class StatHelper {
 public:
     /// `owner` is the first word of the line. Nothing is copied: all three must outlive the helper.
     StatHelper(const char* owner, long long* lastStatMs, CodecStat* stat);
-    /// May throw what writing a line may throw.
+    /// May throw what writing a line may throw, unless an exception is on its way already.
     ~StatHelper() noexcept(false);
     StatHelper(const StatHelper&) = delete;
     StatHelper& operator=(const StatHelper&) = delete;

@@ -172,8 +172,10 @@ void CVideoDecoder::CloseContext() {
     }
     if (m_nOpened != 0) {
         avcodec_close(m_pCodecContext);
+        av_freep(&m_pCodecContext);
+    } else {
+        avcodec_free_context(&m_pCodecContext);  // with what a context holds before it is open
     }
-    av_freep(&m_pCodecContext);
 }
 
 bool CVideoDecoder::GetFrameFromPool(std::shared_ptr<CFrameBufferBase>& frame) {

@@ -45,14 +45,16 @@ Encoded EncodeInto(unsigned char* out, unsigned int outSize, AVCodecContext* con
 
 }  // namespace
 
-void CVideoEncoder::FillFrame(CFrameBufferBase* frame) {
+bool CVideoEncoder::FillFrame(CFrameBufferBase* frame) {
     const auto format = static_cast<AVPixelFormat>(m_nFfmpegPixFmt);
     const int width = static_cast<int>(m_nWidth);
     const int height = static_cast<int>(m_nHeight);
-    av_image_fill_arrays(m_pFrame->data, m_pFrame->linesize, frame->GetData(), format, width, height, 1);
+    const int size =
+        av_image_fill_arrays(m_pFrame->data, m_pFrame->linesize, frame->GetData(), format, width, height, 1);
     m_pFrame->format = m_nFfmpegPixFmt;
     m_pFrame->width = width;
     m_pFrame->height = height;
+    return size >= 0 && m_pFrame->data[0] != nullptr;  // else it may point at the picture before
 }
 
 int CVideoEncoder::Encode(CFrameBufferBase* frame, unsigned char* out, unsigned int outSize, int* keyFrame) {
@@ -60,8 +62,7 @@ int CVideoEncoder::Encode(CFrameBufferBase* frame, unsigned char* out, unsigned 
     if (m_nCreated == 0 || frame == nullptr || keyFrame == nullptr) {
         return AVERROR(EINVAL);
     }
-    FillFrame(frame);
-    if (m_pFrame->data[0] == nullptr) {
+    if (!FillFrame(frame)) {
         return AVERROR(EINVAL);
     }
     m_pFrame->pts = m_nCodecId == AV_CODEC_ID_H264 ? m_nNextPts++ : AV_NOPTS_VALUE;

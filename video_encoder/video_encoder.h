@@ -29,7 +29,7 @@ public:
     int ChangeEncoderResolution(unsigned int width, unsigned int height) override;
 
     /// Maps the picture onto the encoder's frame; not a byte is copied.
-    void FillFrame(CFrameBufferBase* frame);
+    bool FillFrame(CFrameBufferBase* frame);
 
 protected:
     bool AcceptColorSpaceAndMode(unsigned int colorSpace, unsigned int mode);
@@ -37,6 +37,7 @@ protected:
                     int maxKeyInterval);
     /// A nonzero `lock` takes the library lock; 0 is for a caller that holds it.
     void Destroy(unsigned int lock);
+    void CloseContext();
     void ClearOpenOpts();
 
     // The tuning. REQUIRES: there is a context; the rates are not 0, save for Tune, which has a default for them.

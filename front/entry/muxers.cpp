@@ -22,6 +22,15 @@ MUXER_PARAM InFfmpegIds(const MUXER_PARAM& param) {
     return copy;
 }
 
+/// Ends a muxer that the host never sees, also where its set-up was left by an exception.
+struct Discard {
+    template <typename Muxer>
+    void operator()(Muxer* muxer) const {
+        muxer->Destroy();
+        delete muxer;
+    }
+};
+
 }  // namespace
 
 CMuxerMemBase* Codrelay_MuxerMem(int format, MUXER_PARAM* param) {
@@ -39,7 +48,7 @@ CMuxerMemBase* NewFFmpegMuxerMem(int format, MUXER_PARAM* param) {
     }
     MUXER_PARAM copy = InFfmpegIds(*param);
     FFMPEG_LOG(Trace) << "NewFFmpegMuxerMem: Loading muxer... " << format;
-    auto muxer = std::make_unique<CMuxerMem>();
+    std::unique_ptr<CMuxerMem, Discard> muxer(new CMuxerMem);
     if (muxer->Create(GetMuxerFormatName(format), &copy) == 0) {
         muxer.reset();
         FFMPEG_LOG(Critical) << "Create Muxer " << format << " failed!";
@@ -54,7 +63,7 @@ CMuxerFileBase* NewFFmpegMuxerFile(int format, MUXER_PARAM* param, const char* f
     }
     MUXER_PARAM copy = InFfmpegIds(*param);
     FFMPEG_LOG(Trace) << "NewFFmpegMuxerFile: Loading muxer... " << format;
-    auto muxer = std::make_unique<CMuxerFile>();
+    std::unique_ptr<CMuxerFile, Discard> muxer(new CMuxerFile);
     if (muxer->Create(fileName, GetMuxerFormatName(format), &copy) == 0) {
         muxer.reset();
         FFMPEG_LOG(Critical) << "NewFFmpegMuxerFile: Create " << format << " failed!";
