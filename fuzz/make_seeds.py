@@ -174,7 +174,7 @@ def containers():
         ("webm", "webm", f"{sound(48000)} -c:a libopus -b:a 16k"),
         ("avi", "avi", f"{picture.replace('-frames', tone + ' -frames')} {mpeg4} {mp3}"),
         ("flv", "flv", f"{picture.replace('-frames', tone + ' -frames')} {h264} {aac}"),
-        ("ts", "ts", f"{picture} {h264}"),
+        ("ts", "ts", f"{film('48x32', 8)} {h264}"),
         ("asf", "asf", f"{film('48x32', 2)} {mpeg4} -packet_size 1000"),
         ("wma", "wma", f"{sound(22050)} -c:a wmav2 -b:a 24k -packet_size 800"),
         ("wav", "wav", f"{sound()} -c:a pcm_s16le"),
