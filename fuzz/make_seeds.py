@@ -80,6 +80,7 @@ def sound(rate=8000, channels=1, seconds=0.1):
 
 
 X264 = "-c:v libx264 -preset veryfast -bsf:v filter_units=remove_types=6"
+# Of pictures of 64x64 and more: this encoder crashes on smaller ones.
 X265 = "-c:v libx265 -preset ultrafast -x265-params log-level=none:info=0:bframes="
 
 
@@ -104,9 +105,10 @@ def video_decoder():
     seed("h264_change_to_rgb", H264, RGB24, 1, 0, u16(64, 48), blocks(small[:2] + large[:2]))
     seed("h264_created_twice", H264, YUV420P, 16, 0, u16(64, 48), blocks(small))
     seed("h264_cut_short", H264, YUV420P, 0, 0, u16(64, 48), blocks([p[: len(p) * 2 // 3] for p in small]))
-    stream("h265", H265, X265 + "0 -pix_fmt yuv420p", "hevc")
-    stream("h265_reordered_to_rgb", H265, X265 + "2 -pix_fmt yuv420p", "hevc", RGB24, wishes=8)
-    stream("h265_422_10_bits", H265, X265 + "0 -pix_fmt yuv422p10le", "hevc")
+    square = dict(clip=film("64x64"), size=(64, 64))
+    stream("h265", H265, X265 + "0 -pix_fmt yuv420p", "hevc", **square)
+    stream("h265_reordered_to_rgb", H265, X265 + "2 -pix_fmt yuv420p", "hevc", RGB24, wishes=8, **square)
+    stream("h265_422_10_bits", H265, X265 + "0 -pix_fmt yuv422p10le", "hevc", **square)
     stream("mpeg4", MPEG4, "-c:v mpeg4 -q:v 12", "avi")
     stream("mpeg4_reordered", MPEG4, "-c:v mpeg4 -q:v 12 -bf 2", "avi", wishes=8)
     stream("mpeg4_to_bgr", MPEG4, "-c:v mpeg4 -q:v 12 -flags +mv4+aic", "avi", BGR24)
@@ -185,13 +187,13 @@ def containers():
         ("au", "au", f"{sound(seconds=0.05)} -c:a pcm_mulaw"),
         ("flac", "flac", f"{sound(seconds=0.05)} -c:a flac"),
         ("h264", "h264", f"{picture} {h264}"),
-        ("hevc", "hevc", f"{picture} {X265}0 -pix_fmt yuv420p"),
+        ("hevc", "hevc", f"{film('64x64', 3)} {X265}0 -pix_fmt yuv420p"),
         ("mjpeg", "mjpeg", f"{film('32x32', 2)} -c:v mjpeg -q:v 20 -pix_fmt yuvj420p"),
         ("jpg", "jpg", f"{film('32x32', 1)} -q:v 20 -pix_fmt yuvj420p"),
         ("mpg", "mpg", f"{film('32x32', 2)} -c:v mpeg1video -q:v 20"),
         ("m4v", "m4v", f"{picture} {mpeg4}"),
     ):
-        yield name, ffmpeg(arguments, suffix)  # two inputs: the options of outputs come last
+        yield name, ffmpeg(arguments, suffix)
 
 
 def file_demuxer():
@@ -321,7 +323,7 @@ def muxers():
         "mjpeg": packets(ffmpeg(f"{film('16x16', 2)} -c:v mjpeg -q:v 20 -pix_fmt yuvj420p", "avi"), "avi"),
         "flv": packets(ffmpeg(f"{film('32x32', 3)} -c:v flv1 -q:v 20", "flv"), "flv"),
         "h263": packets(ffmpeg(f"{film('128x96', 2)} -c:v h263 -q:v 28", "avi"), "avi"),
-        "h265": packets(ffmpeg(f"{film('32x32', 2)} {X265}0 -pix_fmt yuv420p", "hevc"), "hevc"),
+        "h265": packets(ffmpeg(f"{film('64x64', 2)} {X265}0 -pix_fmt yuv420p", "hevc"), "hevc"),
         "none": [],
     }
     adts = packets(ffmpeg(f"{sound(44100)} -c:a aac -b:a 16k", "aac"), "aac")[:3]
