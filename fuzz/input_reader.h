@@ -28,6 +28,13 @@ public:
     /// A number of two bytes, brought into a range.
     int Between(int least, int most) { return least + Number<std::uint16_t>() % (most - least + 1); }
 
+    /// The width or the height of a picture, 0 to 512, mostly small: what goes wrong at the edges goes wrong there too,
+    /// and faster.
+    int Side() {
+        const int number = Number<std::uint16_t>();
+        return number < 0xC000 ? number % 65 : number % 513;
+    }
+
     /// One byte that chooses.
     template <typename T, std::size_t count>
     T OneOf(const T (&choices)[count]) {

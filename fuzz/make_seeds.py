@@ -35,6 +35,11 @@ def u16(*numbers):
     return struct.pack(f"<{len(numbers)}H", *numbers)
 
 
+def sides(*lengths):
+    """Widths and heights: two bytes, of which the upper quarter stands for all lengths, the rest for small ones."""
+    return u16(*[length if length < 65 else 0xC000 + (length - 0xC000) % 513 for length in lengths])
+
+
 def i16(*numbers):
     return struct.pack(f"<{len(numbers)}h", *numbers)
 
@@ -87,7 +92,7 @@ X265 = "-c:v libx265 -preset ultrafast -x265-params log-level=none:info=0:bframe
 def video_decoder():
     def stream(name, codec, arguments, suffix, color_space=YUV420P, wishes=0, size=(64, 48), clip=film(), limit=0):
         cut = packets(ffmpeg(f"{clip} {arguments}", suffix), suffix)
-        seed(name, codec, color_space, wishes, limit, u16(*size), blocks(cut))
+        seed(name, codec, color_space, wishes, limit, sides(*size), blocks(cut))
         return cut
 
     small = stream("h264", H264, f"{X264} -bf 0 -pix_fmt yuv420p", "h264")
@@ -100,11 +105,11 @@ def video_decoder():
            size=(16, 16))
     stream("h264_limited_rate", H264, f"{X264} -bf 0 -pix_fmt yuv420p", "h264", wishes=2, limit=50)
     large = packets(ffmpeg(f"{film('96x64', 3)} {X264} -bf 0 -pix_fmt yuv420p", "h264"), "h264")
-    seed("h264_change_of_size", H264, YUV420P, 1, 0, u16(64, 48), blocks(small + large + small[:1]))
-    seed("h264_change_refused", H264, YUV420P, 0, 0, u16(64, 48), blocks(small[:2] + large[:2]))
-    seed("h264_change_to_rgb", H264, RGB24, 1, 0, u16(64, 48), blocks(small[:2] + large[:2]))
-    seed("h264_created_twice", H264, YUV420P, 16, 0, u16(64, 48), blocks(small))
-    seed("h264_cut_short", H264, YUV420P, 0, 0, u16(64, 48), blocks([p[: len(p) * 2 // 3] for p in small]))
+    seed("h264_change_of_size", H264, YUV420P, 1, 0, sides(64, 48), blocks(small + large + small[:1]))
+    seed("h264_change_refused", H264, YUV420P, 0, 0, sides(64, 48), blocks(small[:2] + large[:2]))
+    seed("h264_change_to_rgb", H264, RGB24, 1, 0, sides(64, 48), blocks(small[:2] + large[:2]))
+    seed("h264_created_twice", H264, YUV420P, 16, 0, sides(64, 48), blocks(small))
+    seed("h264_cut_short", H264, YUV420P, 0, 0, sides(64, 48), blocks([p[: len(p) * 2 // 3] for p in small]))
     square = dict(clip=film("64x64"), size=(64, 64))
     stream("h265", H265, X265 + "0 -pix_fmt yuv420p", "hevc", **square)
     stream("h265_reordered_to_rgb", H265, X265 + "2 -pix_fmt yuv420p", "hevc", RGB24, wishes=8, **square)
@@ -224,17 +229,17 @@ def video_encoder():
         seed(name, codec, 0, 0, settings, many)
     h264 = 5
     any_size = bytes([200])
-    seed("h264", h264, 0, any_size, u16(64, 48), settings, many)
-    seed("h264_odd", h264, 0, any_size, u16(37, 51), settings, many)
-    seed("noise_in_little_room", MPEG4, 0, any_size, u16(32, 32), settings, bytes([1, 1, 77, 3]) + u16(100), many)
-    seed("flat", MPEG4, 0, any_size, u16(32, 32), settings, bytes([1, 128, 0, 1]) * 4)
-    seed("new_size", MPEG4, 0, any_size, u16(32, 32), settings, many, 0, any_size, u16(48, 16), many[1:])
-    seed("new_size_refused", H263, 0, 0, settings, many, 0, any_size, u16(48, 16), many[1:])
-    seed("tiny", MJPEG, 0, any_size, u16(1, 1), settings, many)
+    seed("h264", h264, 0, any_size, sides(64, 48), settings, many)
+    seed("h264_odd", h264, 0, any_size, sides(37, 51), settings, many)
+    seed("noise_in_little_room", MPEG4, 0, any_size, sides(32, 32), settings, bytes([1, 1, 77, 3]) + u16(100), many)
+    seed("flat", MPEG4, 0, any_size, sides(32, 32), settings, bytes([1, 128, 0, 1]) * 4)
+    seed("new_size", MPEG4, 0, any_size, sides(32, 32), settings, many, 0, any_size, sides(48, 16), many[1:])
+    seed("new_size_refused", H263, 0, 0, settings, many, 0, any_size, sides(48, 16), many[1:])
+    seed("tiny", MJPEG, 0, any_size, sides(1, 1), settings, many)
     seed("defaults", FLV, 0, 0, struct.pack("<IIBh", 0, 0, 0, -1), many)
     seed("largest_rates", MPEG4, 0, 0, struct.pack("<IIBh", 65535, 536870911, 1, 300), many)
     seed("rate_wraps", MPEG4, 0, 0, struct.pack("<IIBh", 2**32 - 1, 2**32 - 1, 1, 0), many)
-    seed("rgb_is_refused", h264, 193, any_size, u16(32, 32), settings, many)
+    seed("rgb_is_refused", h264, 193, any_size, sides(32, 32), settings, many)
     seed("wrong_mode", H263, 0, 0, struct.pack("<IIBh", 25, 200000, 2, 12), many)
 
 
@@ -263,10 +268,10 @@ def transform():
 
     def percents(name, spaces, sizes, zoom=None):
         part = bytes(z & 0xFF for z in zoom) + b"\1" if zoom else bytes(5)
-        seed(name, 0, *spaces, u16(*sizes), part, pictures)
+        seed(name, 0, *spaces, sides(*sizes), part, pictures)
 
     def pixels(name, spaces, sizes, crop):
-        seed(name, 1, *spaces, u16(*sizes), u16(*[number + 512 for number in crop]), pictures)
+        seed(name, 1, *spaces, sides(*sizes), u16(*[number + 512 for number in crop]), pictures)
 
     kinds = {"yuv": YUV420P, "alt": YUV420P_ALT, "yuyv": YUYV422, "bgr": BGR24, "rgb": RGB24, "bgra": BGRA,
              "nv12": NV12}

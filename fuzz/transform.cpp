@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int kLargestSize = 512;
+constexpr int kFurthest = 512;
 constexpr int kMostPictures = 3;
 
 struct Request {
@@ -30,10 +30,10 @@ Request MakeRequest(InputReader* input) {
     Request request{};
     request.inColorSpace = ColorSpace(input);
     request.outColorSpace = ColorSpace(input);
-    request.inWidth = input->Between(0, kLargestSize);
-    request.inHeight = input->Between(0, kLargestSize);
-    request.outWidth = input->Between(0, kLargestSize);
-    request.outHeight = input->Between(0, kLargestSize);
+    request.inWidth = input->Side();
+    request.inHeight = input->Side();
+    request.outWidth = input->Side();
+    request.outHeight = input->Side();
     return request;
 }
 
@@ -52,10 +52,10 @@ std::shared_ptr<CVideoTransformBase> MakeByPercents(const Request& request, Inpu
 std::shared_ptr<CVideoTransformBase> MakeByPixels(const Request& request, InputReader* input) {
     CVideoTransformBase::CROP_RECT crop{0, 0, request.inWidth, request.inHeight};
     if (request.inColorSpace != CSP_BGRA) {
-        crop.x = input->Between(-kLargestSize, kLargestSize);
-        crop.y = input->Between(-kLargestSize, kLargestSize);
-        crop.w = input->Between(-kLargestSize, kLargestSize);
-        crop.h = input->Between(-kLargestSize, kLargestSize);
+        crop.x = input->Between(-kFurthest, kFurthest);
+        crop.y = input->Between(-kFurthest, kFurthest);
+        crop.w = input->Between(-kFurthest, kFurthest);
+        crop.h = input->Between(-kFurthest, kFurthest);
     }
     try {
         return NewFFmpegVideoTransform(request.inColorSpace, request.inWidth, request.inHeight, crop,

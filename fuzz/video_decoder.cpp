@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr int kLargestSize = 512;
 constexpr std::size_t kMostKept = 9;  // one more than a decoder has
 constexpr int kMostPackets = 64;
 
@@ -42,8 +41,8 @@ public:
           m_pInput(input),
           m_nWishes(input->Number<std::uint8_t>()),
           m_nRateLimit(input->Number<std::uint8_t>()),
-          m_nWidth(static_cast<unsigned int>(input->Between(0, kLargestSize))),
-          m_nHeight(static_cast<unsigned int>(input->Between(0, kLargestSize))) {}
+          m_nWidth(static_cast<unsigned int>(input->Side())),
+          m_nHeight(static_cast<unsigned int>(input->Side())) {}
 
     void Run() {
         if (Wants(kChangesOfSize)) {

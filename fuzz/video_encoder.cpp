@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr int kLargestSize = 400;
 constexpr int kMostPictures = 8;
 
 struct Size {
@@ -24,8 +23,8 @@ Size MakeSize(InputReader* input) {
     if (choice < 128) {
         return kSizesOfH263[choice % std::size(kSizesOfH263)];
     }
-    const int width = input->Between(0, kLargestSize);
-    return {width, input->Between(0, kLargestSize)};
+    const int width = input->Side();
+    return {width, input->Side()};
 }
 
 bool Create(CVideoEncoderBase* encoder, Size size, InputReader* input) {
