@@ -44,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const auto wishes = input.Number<std::uint8_t>();
     for (int creations = (wishes & kSecondCreation) != 0 ? 2 : 1; creations > 0; --creations) {
-        const int channels = input.Number<std::int8_t>();
+        const int channels = input.SignedByte();
         const auto sampleRate = input.Number<std::int32_t>();
         int sampleFormat = 0;
         if (decoder->CreateDecoder(channels, sampleRate, sampleFormat, nullptr, 0)) {

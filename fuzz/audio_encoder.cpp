@@ -18,7 +18,7 @@ enum Wish : unsigned int {
 AUDIO_FORMAT MakeFormat(CAudioEncoderBase* encoder, unsigned int wishes, InputReader* input) {
     AUDIO_FORMAT format{};
     format.sampleRate = input->Number<std::int32_t>();
-    format.channels = input->Number<std::int8_t>();
+    format.channels = input->SignedByte();
     const auto choice = input->Number<std::uint8_t>();
     format.sampleFormat = (wishes & kOwnFormat) != 0 ? 1 << choice % 10 : encoder->GetDefaultFormat();
     return format;

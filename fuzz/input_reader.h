@@ -25,6 +25,12 @@ public:
         return number;
     }
 
+    /// A number from -128 to 127.
+    int SignedByte() {
+        const int byte = Number<std::uint8_t>();
+        return byte < 128 ? byte : byte - 256;
+    }
+
     /// A number of two bytes, brought into a range.
     int Between(int least, int most) { return least + Number<std::uint16_t>() % (most - least + 1); }
 

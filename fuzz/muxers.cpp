@@ -37,7 +37,7 @@ MUXER_PARAM MakeParam(InputReader* input) {
     param.width = input->Number<std::int16_t>();
     param.height = input->Number<std::int16_t>();
     param.sampleRate = Rate(input);
-    param.channels = input->Number<std::int8_t>();
+    param.channels = input->SignedByte();
     param.audioBitRate = Rate(input);
     param.durationSec = input->Number<std::int16_t>();
     return param;
@@ -45,7 +45,7 @@ MUXER_PARAM MakeParam(InputReader* input) {
 
 // Small steps of time, now and then a leap to anywhere.
 void Advance(long long* time, InputReader* input) {
-    const auto step = input->Number<std::int8_t>();
+    const int step = input->SignedByte();
     *time =
         step == -128
             ? input->Number<std::int64_t>()

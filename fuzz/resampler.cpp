@@ -14,7 +14,7 @@ constexpr unsigned int kMostRoom = 16 << 20;
 AUDIO_FORMAT MakeFormat(InputReader* input) {
     AUDIO_FORMAT format{};
     format.sampleRate = input->Number<std::int32_t>();
-    format.channels = input->Number<std::int8_t>();
+    format.channels = input->SignedByte();
     const int choice = input->Number<std::uint8_t>();
     format.sampleFormat = choice < 250 ? 1 << choice % 10 : choice;
     return format;

@@ -39,10 +39,10 @@ Request MakeRequest(InputReader* input) {
 
 std::shared_ptr<CVideoTransformBase> MakeByPercents(const Request& request, InputReader* input) {
     CVideoTransformBase::ZOOM_RECT zoom{};
-    zoom.left = input->Number<std::int8_t>();
-    zoom.top = input->Number<std::int8_t>();
-    zoom.right = input->Number<std::int8_t>();
-    zoom.bottom = input->Number<std::int8_t>();
+    zoom.left = input->SignedByte();
+    zoom.top = input->SignedByte();
+    zoom.right = input->SignedByte();
+    zoom.bottom = input->SignedByte();
     // There is no part of a BGRA picture: cropping one ends the process, as hosts are told.
     const bool isWhole = input->Number<std::uint8_t>() % 4 == 0 || request.inColorSpace == CSP_BGRA;
     return Codrelay_VideoTransform(request.inColorSpace, request.inWidth, request.inHeight, isWhole ? nullptr : &zoom,
