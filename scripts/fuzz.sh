@@ -25,6 +25,8 @@ share=$(((seconds * at_a_time + ${#targets[@]} - 1) / ${#targets[@]}))
 
 # FFmpeg keeps no frame pointers, and unwinding at every allocation takes most of the time.
 export ASAN_OPTIONS=fast_unwind_on_malloc=1:detect_stack_use_after_return=1 UBSAN_OPTIONS=print_stacktrace=1
+ASAN_SYMBOLIZER_PATH=$(command -v llvm-symbolizer-14)
+export ASAN_SYMBOLIZER_PATH
 
 # One fuzzer. It runs in a process of its own that is started again after each finding.
 run_target() {
