@@ -23,7 +23,8 @@ int MpegIndexFromSampleRate(int sampleRate) {
 void WriteAacConfig(unsigned char* config, int sampleRateIndex, int channels) {
     // Object type 2, the index, the channels, three flags that are zero.
     config[0] = static_cast<unsigned char>(0x10 | (sampleRateIndex >> 1));
-    config[1] = static_cast<unsigned char>(((sampleRateIndex & 1U) << 7) | (static_cast<unsigned int>(channels) << 3));
+    config[1] = static_cast<unsigned char>((static_cast<unsigned int>(sampleRateIndex & 1) << 7) |
+                                           (static_cast<unsigned int>(channels) << 3));
     // A sync extension that says "no SBR". It lies behind the declared size; readers of the whole buffer find it.
     config[2] = 0x56;
     config[3] = 0xE5;

@@ -8,6 +8,13 @@
 namespace {
 
 constexpr unsigned int kDefaultBitRate = 0x30000;
+constexpr int64_t kLeastAacBitRate = 5;  // of a channel
+
+// FFmpeg's AAC encoder refuses a rate that leaves it no bandwidth, but crashes where it cleans up after that.
+bool LeavesBandwidth(const AVCodecContext& context) {
+    const int channels = av_get_channel_layout_nb_channels(context.channel_layout);
+    return context.codec_id != AV_CODEC_ID_AAC || context.bit_rate / channels >= kLeastAacBitRate;
+}
 
 }  // namespace
 
@@ -92,7 +99,7 @@ int CAudioEncoder::OpenEncoder(AVCodecID id, const AUDIO_FORMAT* format) {
         return 0;
     }
     FillContext(codec, id, format);
-    if (avcodec_open2(m_pCodecContext, codec, nullptr) < 0) {
+    if (!LeavesBandwidth(*m_pCodecContext) || avcodec_open2(m_pCodecContext, codec, nullptr) < 0) {
         FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: avcodec open error. sampleRate = " << format->sampleRate
                              << ", channels = " << format->channels << ", sampleFormat = " << format->sampleFormat;
         return 0;

@@ -140,7 +140,7 @@ void Times(const Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size > kLargestInput) {
-        return -1;
+        return 0;
     }
     const Input input = MakeInput(reinterpret_cast<const char*>(data), size);
     ParseAllNumbers(input);

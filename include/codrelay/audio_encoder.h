@@ -81,6 +81,8 @@ public:
     /// out. Returns 0 with a line in the log and `pts` 0 on failure, with `consumed` and `written` untouched where the
     /// encoder is not ready or where PCM was given less than one sample group, else 0; the encoder stays ready. A codec
     /// with a delay may have swallowed the frame of a failed call all the same.
+    ///
+    /// REQUIRES: samples of AAC are of the order of 1. FFmpeg's encoder may never return from samples of a million.
     virtual int Encode(unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int outLen,
                        unsigned int& consumed, unsigned int& written, long long& pts) = 0;
 };

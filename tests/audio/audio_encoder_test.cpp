@@ -234,6 +234,21 @@ TEST_F(AudioEncoderTest, LeavesTheRestToFfmpeg) {
     }
 }
 
+TEST_F(AudioEncoderTest, RefusesRatesThatLeaveAacNoBandwidth) {
+    LogCapture log;
+    struct {
+        int channels;
+        unsigned int bitRate;
+    } const rows[] = {{1, 1}, {1, 4}, {2, 9}, {0, 9}, {1, 0x80000000U}, {2, UINT_MAX}};
+    for (const auto& row : rows) {
+        EXPECT_FALSE(Create(Aac(), 44100, row.channels, AUDIO_SAMPLE_FLT, row.bitRate)) << row.bitRate;
+        EXPECT_THAT(log.Take(), ElementsAre(OpenError(44100, row.channels, AUDIO_SAMPLE_FLT), CreateError()));
+    }
+    EXPECT_TRUE(Create(Aac(), 44100, 1, AUDIO_SAMPLE_FLT, 5));
+    EXPECT_TRUE(Create(Aac(), 44100, 2, AUDIO_SAMPLE_FLT, 10));
+    EXPECT_TRUE(Create(Mp3(), 44100, 1, AUDIO_SAMPLE_S16, 4));
+}
+
 TEST_F(AudioEncoderTest, SendsThreeChannelsWithTheLayoutOfStereo) {
     EXPECT_FALSE(Create(Aac(), 44100, 3, AUDIO_SAMPLE_FLT));
     EXPECT_EQ(g_Opened.channels, 3);
