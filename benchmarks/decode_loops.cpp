@@ -63,9 +63,9 @@ void PlainDecoder::Convert() {
         m_Scaler = NewScaler(m_pFrame->width, m_pFrame->height, static_cast<AVPixelFormat>(m_pFrame->format),
                              m_pFrame->width, m_pFrame->height, AV_PIX_FMT_RGB24);
     }
-    uint8_t* rows = m_Picture.data();
-    const int rowBytes = 3 * m_pFrame->width;
-    sws_scale(m_Scaler.get(), m_pFrame->data, m_pFrame->linesize, 0, m_pFrame->height, &rows, &rowBytes);
+    uint8_t* const planes[4] = {m_Picture.data(), nullptr, nullptr, nullptr};
+    const int linesizes[4] = {3 * m_pFrame->width, 0, 0, 0};
+    sws_scale(m_Scaler.get(), m_pFrame->data, m_pFrame->linesize, 0, m_pFrame->height, planes, linesizes);
 }
 
 LibraryDecoder::LibraryDecoder(const Clip& clip, bool rgb) {
