@@ -27,7 +27,7 @@ struct Digits {
     bool fits;
 };
 
-/// So many digits fit whatever they are, but that no digit above zero fits below an unsigned zero.
+/// So many digits fit, whatever they are. Below an unsigned zero only zeros do.
 template <unsigned Base, typename T, bool Negative>
 constexpr std::ptrdiff_t SurelyFitting() {
     if (Negative && std::is_unsigned_v<T>) {
