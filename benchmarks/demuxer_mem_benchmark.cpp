@@ -1,15 +1,15 @@
 // What it costs to push a container through a memory demuxer, beside a plain loop of libavformat that reads the same
 // bytes in memory. The library hands the bytes from thread to thread, so the clock on the wall counts; both sides take
-// turns round by round. The medians are told, and the best rounds, which other work on the machine strikes least.
+// turns round by round.
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "benchmarks/side_by_side.h"
 #include "codrelay/factories.h"
 #include "codrelay/media_ids.h"
 #include "support/ffmpeg.h"
@@ -24,6 +24,8 @@ constexpr std::size_t kPieceBytes = 64U << 10;
 constexpr int kIoBytes = 32768;
 /// So much behind the sound makes the demuxer take all of it.
 constexpr std::size_t kLapBytes = 524288;
+/// The hand-over from thread to thread may take that much of the plain loop's throughput.
+constexpr double kLeastThroughput = 0.8;
 
 void Check(bool good) {
     if (!good) {
@@ -133,45 +135,22 @@ void ByAPlainLoop(const Bytes& wav) {
     avio_context_free(&io);
 }
 
-template <typename Work>
-double SecondsFor(Work work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
-double Best(const std::vector<double>& values) {
-    return *std::min_element(values.begin(), values.end());
-}
-
 void PushWav(benchmark::State& state) {
     av_log_set_level(AV_LOG_QUIET);
     uvqlog::ForbidLogging(true);  // the end of a demuxer is a line
     Bytes wav = WavFile();
-    std::vector<double> plainRounds;
-    std::vector<double> libraryRounds;
+    SideBySide sides(state, CLOCK_MONOTONIC);
     for (auto _ : state) {
-        plainRounds.push_back(SecondsFor([&wav] { ByAPlainLoop(wav); }));
-        libraryRounds.push_back(SecondsFor([&wav] { ByTheLibrary(wav); }));
-        state.SetIterationTime(libraryRounds.back());
+        sides.Turn([&wav] { ByAPlainLoop(wav); }, [&wav] { ByTheLibrary(wav); });
+        sides.EndRound();
     }
-    const double megabytes = static_cast<double>(kSoundBytes) / 1e6;
-    state.counters["plain_MB_per_s"] = megabytes / Median(plainRounds);
-    state.counters["library_MB_per_s"] = megabytes / Median(libraryRounds);
-    state.counters["throughput_ratio"] = Median(plainRounds) / Median(libraryRounds);
-    state.counters["best_ratio"] = Best(plainRounds) / Best(libraryRounds);
+    sides.Tell("ms", 1e3, 1, 1 / kLeastThroughput);
 }
 
 BENCHMARK(PushWav)
-    ->Name("memory demuxer/256 MiB of WAV")
+    ->Name("DemuxMemory/wav_256_MiB")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
-    ->MinTime(3);  // some thirty rounds: fewer tell more of the machine than of the library
+    ->Iterations(SideBySide::kRounds);
 
 }  // namespace

@@ -1,6 +1,5 @@
-// The text and time utilities beside the plain way to the same result. Read the ratios of one run, by medians:
-//   utils_benchmark --benchmark_repetitions=15 --benchmark_report_aggregates_only=true
-//                   --benchmark_enable_random_interleaving=true
+// The text and time utilities, where there is one beside another way to the same result.
+
 #include <benchmark/benchmark.h>
 
 #include <boost/algorithm/string/classification.hpp>
@@ -9,6 +8,7 @@
 #include <random>
 #include <string_view>
 
+#include "benchmarks/side_by_side.h"
 #include "codrelay/utils/strings.h"
 #include "codrelay/utils/time.h"
 
@@ -31,32 +31,42 @@ std::vector<std::string> Numbers() {
     return numbers;
 }
 
-void StringToInt(benchmark::State& state) {
-    const std::vector<std::string> numbers = Numbers();
-    for (auto _ : state) {
-        for (const std::string& number : numbers) {
-            int value = 0;
-            const char* stop = nullptr;
-            utils::StringToInt(number.data(), number.data() + number.size(), &value, true, &stop);
-            benchmark::DoNotOptimize(value);
+/// Short work is done several times in a turn, so that the clock's own cost does not count.
+template <typename Other, typename Library>
+void Compare(benchmark::State& state, int timesATurn, double bound, Other other, Library library) {
+    const auto repeated = [timesATurn](const auto& work) {
+        for (int i = 0; i < timesATurn; ++i) {
+            work();
         }
+    };
+    SideBySide sides(state);
+    for (auto _ : state) {
+        sides.Turn([&] { repeated(other); }, [&] { repeated(library); });
+        sides.EndRound();
     }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kNumbers));
+    sides.Tell("us", 1e6, timesATurn, bound);
 }
-BENCHMARK(StringToInt);
 
-void StringToInt_FromChars(benchmark::State& state) {
+void StringToInt_BesideFromChars(benchmark::State& state) {
     const std::vector<std::string> numbers = Numbers();
-    for (auto _ : state) {
-        for (const std::string& number : numbers) {
-            int value = 0;
-            benchmark::DoNotOptimize(std::from_chars(number.data(), number.data() + number.size(), value));
-            benchmark::DoNotOptimize(value);
-        }
-    }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kNumbers));
+    Compare(
+        state, 10, 1.5,
+        [&] {
+            for (const std::string& number : numbers) {
+                int value = 0;
+                benchmark::DoNotOptimize(std::from_chars(number.data(), number.data() + number.size(), value));
+                benchmark::DoNotOptimize(value);
+            }
+        },
+        [&] {
+            for (const std::string& number : numbers) {
+                int value = 0;
+                const char* stop = nullptr;
+                utils::StringToInt(number.data(), number.data() + number.size(), &value, true, &stop);
+                benchmark::DoNotOptimize(value);
+            }
+        });
 }
-BENCHMARK(StringToInt_FromChars);
 
 /// A thousand tokens of one to twelve characters.
 std::string TokenText() {
@@ -68,27 +78,21 @@ std::string TokenText() {
     return text;
 }
 
-void SplitString(benchmark::State& state) {
+void SplitString_BesideBoost(benchmark::State& state) {
     const std::string text = TokenText();
-    for (auto _ : state) {
-        std::vector<std::string> tokens;
-        utils::SplitString(text, ",;", true, &tokens);
-        benchmark::DoNotOptimize(tokens);
-    }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+    Compare(
+        state, 1, 1,
+        [&] {
+            std::vector<std::string> tokens;
+            boost::algorithm::split(tokens, text, boost::algorithm::is_any_of(",;"));
+            benchmark::DoNotOptimize(tokens);
+        },
+        [&] {
+            std::vector<std::string> tokens;
+            utils::SplitString(text, ",;", true, &tokens);
+            benchmark::DoNotOptimize(tokens);
+        });
 }
-BENCHMARK(SplitString);
-
-void SplitString_Boost(benchmark::State& state) {
-    const std::string text = TokenText();
-    for (auto _ : state) {
-        std::vector<std::string> tokens;
-        boost::algorithm::split(tokens, text, boost::algorithm::is_any_of(",;"));
-        benchmark::DoNotOptimize(tokens);
-    }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
-}
-BENCHMARK(SplitString_Boost);
 
 enum class Text { Words, Sparse };
 
@@ -106,29 +110,13 @@ const char* Needle(Text kind) {
     return kind == Text::Sparse ? "zebra" : "codec.";
 }
 
-void FindStr(benchmark::State& state, Text kind) {
+void FindStr_BesideStringView(benchmark::State& state, Text kind) {
     const std::string text = Haystack(kind);
     const char* const needle = Needle(kind);
-    for (auto _ : state) {
-        const char* const found = utils::FindStr(text.data(), text.data() + text.size(), needle);
-        benchmark::DoNotOptimize(found);
-    }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+    Compare(
+        state, 10, 1, [&] { benchmark::DoNotOptimize(std::string_view(text).find(needle)); },
+        [&] { benchmark::DoNotOptimize(utils::FindStr(text.data(), text.data() + text.size(), needle)); });
 }
-BENCHMARK_CAPTURE(FindStr, words, Text::Words);
-BENCHMARK_CAPTURE(FindStr, sparse, Text::Sparse);
-
-void FindStr_StringView(benchmark::State& state, Text kind) {
-    const std::string text = Haystack(kind);
-    const char* const needle = Needle(kind);
-    for (auto _ : state) {
-        const std::size_t found = std::string_view(text).find(needle);
-        benchmark::DoNotOptimize(found);
-    }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
-}
-BENCHMARK_CAPTURE(FindStr_StringView, words, Text::Words);
-BENCHMARK_CAPTURE(FindStr_StringView, sparse, Text::Sparse);
 
 void TrimString(benchmark::State& state) {
     const std::string text = "  \t" + std::string(40, 'x') + "\r\n";
@@ -136,22 +124,34 @@ void TrimString(benchmark::State& state) {
         benchmark::DoNotOptimize(utils::TrimString(text));
     }
 }
-BENCHMARK(TrimString);
 
 void ToLower(benchmark::State& state) {
     const std::string text(1024, 'X');
     for (auto _ : state) {
         benchmark::DoNotOptimize(utils::ToLower(text));
     }
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }
-BENCHMARK(ToLower);
 
 void TimeMsToStr8601Utc(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(utils::TimeMsToStr8601Utc(1577836800123, true));
     }
 }
-BENCHMARK(TimeMsToStr8601Utc);
+
+void InRounds(benchmark::internal::Benchmark* benchmark) {
+    benchmark->UseManualTime()->Iterations(50 * SideBySide::kRounds);
+}
+
+void InRepetitions(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Repetitions(9)->ReportAggregatesOnly()->MinTime(0.1);
+}
+
+BENCHMARK(StringToInt_BesideFromChars)->Apply(InRounds);
+BENCHMARK(SplitString_BesideBoost)->Apply(InRounds);
+BENCHMARK_CAPTURE(FindStr_BesideStringView, words, Text::Words)->Apply(InRounds);
+BENCHMARK_CAPTURE(FindStr_BesideStringView, sparse, Text::Sparse)->Apply(InRounds);
+BENCHMARK(TrimString)->Apply(InRepetitions);
+BENCHMARK(ToLower)->Apply(InRepetitions);
+BENCHMARK(TimeMsToStr8601Utc)->Apply(InRepetitions);
 
 }  // namespace

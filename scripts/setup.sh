@@ -12,6 +12,8 @@ packages=(
     # tests, benchmarks and checks
     libgtest-dev libgmock-dev libbenchmark-dev gcovr valgrind tzdata clang-14 libclang-rt-14-dev llvm-14
     clang-format-14 clang-tidy-14 cppcheck opus-tools libvo-amrwbenc-dev ffmpeg doxygen parallel
+    # the page of the benchmarks
+    jq gnuplot-nox
     # the install tests (Debian's own FFmpeg beside ours), the description of the binary interface, the package
     libavcodec-dev libavutil-dev abigail-tools dpkg-dev debootstrap
 )

@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "codrelay/utils/strings.h"
 #include "support/byte_class.h"
@@ -25,21 +27,36 @@ struct Digits {
     bool fits;
 };
 
+/// So many digits fit, whatever they are. Below an unsigned zero only zeros do.
+template <unsigned Base, typename T, bool Negative>
+constexpr std::ptrdiff_t SurelyFitting() {
+    if (Negative && std::is_unsigned_v<T>) {
+        return 0;
+    }
+    return Base == 10 ? std::numeric_limits<T>::digits10 : std::numeric_limits<T>::digits / 4;
+}
+
 /// Reads digits up to the first byte that is none, or that would take the number past the limit of its type. Negative
 /// numbers are built downward from zero, so that the minimum is reached, and an unsigned type stays at zero.
-template <unsigned Base, typename T>
-Digits<T> ReadDigits(const char* position, const char* end, bool negative) {
+template <unsigned Base, bool Negative, typename T>
+Digits<T> ReadDigits(const char* position, const char* end) {
     T value = 0;
+    const char* const unchecked = position + std::min(end - position, SurelyFitting<Base, T, Negative>());
     for (; position != end; ++position) {
         const unsigned digit = DigitValue<Base>(*position);
         if (digit >= Base) {
             break;
         }
         const T step = static_cast<T>(digit);
+        if (position < unchecked) {
+            value =
+                static_cast<T>(Negative ? value * static_cast<T>(Base) - step : value * static_cast<T>(Base) + step);
+            continue;
+        }
         T next = 0;
         if (__builtin_mul_overflow(value, static_cast<T>(Base), &next) ||
-            (negative ? __builtin_sub_overflow(next, step, &next) : __builtin_add_overflow(next, step, &next))) {
-            const T limit = negative ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+            (Negative ? __builtin_sub_overflow(next, step, &next) : __builtin_add_overflow(next, step, &next))) {
+            const T limit = Negative ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
             return {limit, position, false};
         }
         value = next;
@@ -57,7 +74,7 @@ bool ParseNumber(const char* begin, const char* end, T* value, bool strict, cons
     if (negative || (position != end && *position == '+')) {
         ++position;
     }
-    const auto digits = ReadDigits<Base, T>(position, end, negative);
+    const auto digits = negative ? ReadDigits<Base, true, T>(position, end) : ReadDigits<Base, false, T>(position, end);
     *value = digits.value;
     if (stop != nullptr) {
         *stop = digits.stop;
