@@ -44,7 +44,7 @@ PaddedPicture::PaddedPicture(AVPixelFormat format, int width, int height)
     const std::size_t room = static_cast<std::size_t>(size) + kSlack;
     m_pBytes.reset(static_cast<uint8_t*>(::operator new(room, std::align_val_t(kRowAlignment))));
     std::memset(m_pBytes.get(), 0, room);  // some conversions leave the last column of an odd width alone
-    av_image_fill_pointers(m_Planes, format, height, m_pBytes.get(), m_Linesizes);
+    RequireRoom(av_image_fill_pointers(m_Planes, format, height, m_pBytes.get(), m_Linesizes));
 }
 
 void PaddedPicture::CopyTo(uint8_t* planes[4], const int linesizes[4]) const {

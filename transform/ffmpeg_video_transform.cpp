@@ -127,8 +127,9 @@ CFrameBufferBase* CFfmpegVideoTransform::Transform(CFrameBufferBase* frame) {
     m_OutputBuffer.m_nHeight = m_Output.height;
     unsigned char* const out = m_OutputBuffer.m_Bytes.data();
     if (m_pSwsContext == nullptr) {
-        if (m_CropBuffer.empty() || m_OutputBuffer.m_Bytes.empty()) {
-            return nullptr;
+        const bool hasPixels = m_OutputSize.width > 0 && m_OutputSize.height > 0;
+        if (m_CropBuffer.empty() || (hasPixels && m_OutputBuffer.m_Bytes.empty())) {
+            return nullptr;  // nothing to crop, or a picture that could not be laid out
         }
         Crop(frame->GetData(), out);
         return &m_OutputBuffer;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <thread>
 
 #include "codrelay/factories.h"
 #include "codrelay/media_ids.h"
@@ -73,16 +74,21 @@ public:
         return m_pDemuxer->Create(m_szFormatName, this) == 1;
     }
     std::optional<std::uint64_t> Work() override {
-        // In pieces, and then zeros for as long as it takes: the reader thread tells of its end only by refusing them.
+        // In pieces, and then a zero at a time for as long as it takes: the reader thread tells of its end only by
+        // refusing it.
         std::size_t at = 0;
         while (m_nPackets < kPackets) {
             const std::size_t size = std::min<std::size_t>(3000, m_Bytes.size() - at);
-            unsigned char* piece = size != 0 ? m_Bytes.data() + at : m_Zeros.data();
-            if (!m_pDemuxer->WriteData(piece, static_cast<unsigned int>(size != 0 ? size : m_Zeros.size())) &&
-                m_nPackets < kPackets) {
+            unsigned char zero = 0;
+            const bool taken = size != 0 ? m_pDemuxer->WriteData(m_Bytes.data() + at, static_cast<unsigned int>(size))
+                                         : m_pDemuxer->WriteData(&zero, 1);
+            if (!taken && m_nPackets < kPackets) {
                 return std::nullopt;
             }
             at += size;
+            if (size == 0) {
+                std::this_thread::yield();
+            }
         }
         m_pDemuxer->Destroy();  // the reader thread is gone, and the fingerprint stays as it is
         return m_Seen.Value();
@@ -124,7 +130,6 @@ private:
     int m_nFormat;
     const char* m_szFormatName;
     std::vector<unsigned char> m_Bytes;
-    std::vector<unsigned char> m_Zeros = std::vector<unsigned char>(4096);
     CDemuxerMemBase* m_pDemuxer = nullptr;
     Fingerprint m_Seen;
     std::atomic<int> m_nPackets{0};

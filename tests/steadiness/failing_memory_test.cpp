@@ -281,15 +281,19 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(FailingMemoryInPool, LosesNoBuffer) {
     ThreadsafeFramePool pool;
     pool.Init(1000, nullptr);
+    std::vector<std::shared_ptr<CFrameBufferBase>> all(8);
+    for (std::shared_ptr<CFrameBufferBase>& each : all) {
+        ASSERT_TRUE(pool.GetFrame(each));
+    }
     long nth = 1;
     for (bool failed = true; failed; ++nth) {
         std::shared_ptr<CFrameBufferBase> frame;
+        all.assign(8, nullptr);
         failing_memory::Arm(nth, Memory::Objects, Failure::Once);
         const bool got = Succeeds([&] { return pool.GetFrame(frame); });
         failed = failing_memory::Disarm();
         EXPECT_NE(got, failed);
         frame.reset();
-        std::vector<std::shared_ptr<CFrameBufferBase>> all(8);
         for (std::shared_ptr<CFrameBufferBase>& each : all) {
             ASSERT_TRUE(pool.GetFrame(each)) << "after allocation " << nth;
         }

@@ -29,6 +29,8 @@ constexpr long kReportSeconds = 10;
 constexpr long kWarmUpSeconds = 60;
 /// Blocks that come and go while the process is looked at.
 constexpr double kAllocatedDriftKb = 256;
+/// How far what is left can be told from the measurement.
+constexpr double kMeasuredWithin = 0.005;
 /// What heaps may drift by without a leak.
 constexpr double kResidentDriftKb = 2048;
 /// What stays behind lies scattered, and keeps the room round it from being used again: it costs this much more.
@@ -107,7 +109,7 @@ std::vector<Worker> AllWorkers() {
 
 /// What the muxers of one round leave behind by design.
 double LeftKbByMuxers(std::vector<Worker>* workers) {
-    constexpr int kRounds = 200;
+    constexpr int kRounds = 1000;
     const auto lead = [workers](int rounds) {
         for (int i = 0; i < rounds; ++i) {
             for (Worker& worker : *workers) {
@@ -117,7 +119,7 @@ double LeftKbByMuxers(std::vector<Worker>* workers) {
             }
         }
     };
-    lead(20);
+    lead(100);
     const double before = AllocatedKb();
     lead(kRounds);
     return (AllocatedKb() - before) / kRounds;
@@ -171,7 +173,7 @@ private:
         const double leftKb = m_Last.leftKb - m_First.leftKb;
         const double allocatedKb = m_Last.allocatedKb - m_First.allocatedKb;
         const double residentKb = m_Last.residentKb - m_First.residentKb;
-        const double mostAllocatedKb = leftKb + kAllocatedDriftKb;
+        const double mostAllocatedKb = leftKb * (1 + kMeasuredWithin) + kAllocatedDriftKb;
         const double mostResidentKb = leftKb * kScattering + kResidentDriftKb;
         const long opened = m_Last.descriptors - m_First.descriptors;
         std::printf(
