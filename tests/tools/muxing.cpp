@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -20,10 +20,15 @@ std::string SuppressionFile() {
 
 /// The numbers that follow `mark` in a text.
 std::vector<double> NumbersAfter(const std::string& mark, const std::string& text) {
-    const std::regex pattern(mark + " ?(-?[0-9.]+)");
     std::vector<double> numbers;
-    for (std::sregex_iterator found(text.begin(), text.end(), pattern), end; found != end; ++found) {
-        numbers.push_back(std::stod((*found)[1]));
+    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at)) {
+        at += mark.size();
+        const char* const begin = text.c_str() + at;
+        char* end = nullptr;
+        const double number = std::strtod(begin, &end);
+        if (end != begin) {
+            numbers.push_back(number);
+        }
     }
     return numbers;
 }
