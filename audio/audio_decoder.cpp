@@ -9,6 +9,7 @@
 #include "audio/g726_config.h"
 #include "front/registry/ffmpeg_registry.h"
 #include "front/registry/media_vocabulary.h"
+#include "support/codec_context.h"
 #include "support/ffmpeg_error.h"
 #include "support/log_front.h"
 
@@ -191,12 +192,6 @@ void CAudioDecoder::CloseContext() {
     if (m_pCodecContext == nullptr) {
         return;
     }
-    if (m_bOpened) {
-        avcodec_close(m_pCodecContext);
-        av_freep(&m_pCodecContext);
-    } else {
-        // What a context holds before it is open; the configuration is ours.
-        m_pCodecContext->extradata = nullptr;
-        avcodec_free_context(&m_pCodecContext);
-    }
+    m_pCodecContext->extradata = nullptr;  // the configuration is ours
+    FreeCodecContext(&m_pCodecContext, m_bOpened);
 }

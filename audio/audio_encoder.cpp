@@ -3,6 +3,7 @@
 #include "audio/audio_format_av.h"
 #include "audio/codec_name.h"
 #include "front/registry/ffmpeg_registry.h"
+#include "support/codec_context.h"
 #include "support/log_front.h"
 
 namespace {
@@ -135,13 +136,6 @@ void CAudioEncoder::Destroy(unsigned int lock) {
     CMutexLocker locker(GetMainFfmpegCodecLib(), lock != 0);
     m_nCreated = 0;
     av_frame_free(&m_pFrame);
-    CloseContext();
+    FreeCodecContext(&m_pCodecContext, m_nOpened != 0);
     m_Staging.Close();
-}
-
-void CAudioEncoder::CloseContext() {
-    if (m_nOpened != 0) {
-        avcodec_close(m_pCodecContext);
-    }
-    av_freep(&m_pCodecContext);
 }

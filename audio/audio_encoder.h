@@ -34,7 +34,6 @@ private:
     // The steps of CreateEncoder. Each that fails has written its line.
     int OpenEncoder(AVCodecID id, const AUDIO_FORMAT* format);
     void FillContext(const AVCodec* codec, AVCodecID id, const AUDIO_FORMAT* format);
-    void CloseContext();
 
     // The steps of Encode.
     unsigned int FrameSamples(unsigned int inLen) const;

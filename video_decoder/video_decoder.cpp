@@ -5,6 +5,7 @@
 #include "codrelay/utils/clock.h"
 #include "front/registry/ffmpeg_registry.h"
 #include "front/registry/picture_size.h"
+#include "support/codec_context.h"
 #include "support/log_front.h"
 #include "video_decoder/decoder_csp_transform.h"
 
@@ -161,21 +162,9 @@ void CVideoDecoder::DestroyDecoder() {
 void CVideoDecoder::Destroy(unsigned int lock) {
     CMutexLocker locker(GetMainFfmpegCodecLib(), lock != 0);
     m_nCreated = 0;
-    CloseContext();
+    FreeCodecContext(&m_pCodecContext, m_nOpened != 0);
     av_frame_free(&m_pFrame);
     m_FramePool.Clear();
-}
-
-void CVideoDecoder::CloseContext() {
-    if (m_pCodecContext == nullptr) {
-        return;
-    }
-    if (m_nOpened != 0) {
-        avcodec_close(m_pCodecContext);
-        av_freep(&m_pCodecContext);
-    } else {
-        avcodec_free_context(&m_pCodecContext);  // with what a context holds before it is open
-    }
 }
 
 bool CVideoDecoder::GetFrameFromPool(std::shared_ptr<CFrameBufferBase>& frame) {

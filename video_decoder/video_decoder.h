@@ -63,7 +63,6 @@ private:
     bool AllocateFrame();
 
     std::string CodecName() const;
-    void CloseContext();
 
     // Behind DecodeImpl: what happens to one packet and to the pictures that it yields.
     friend class DecodeCall;

@@ -4,6 +4,7 @@
 
 #include "codrelay/utils/clock.h"
 #include "front/registry/ffmpeg_registry.h"
+#include "support/codec_context.h"
 #include "support/log_front.h"
 
 namespace {
@@ -186,23 +187,11 @@ void CVideoEncoder::DestroyEncoder() {
 void CVideoEncoder::Destroy(unsigned int lock) {
     const CMutexLocker locker(GetMainFfmpegCodecLib(), lock != 0);
     m_nCreated = 0;
-    CloseContext();
+    FreeCodecContext(&m_pCodecContext, m_nOpened != 0);
     if (m_pFrame != nullptr) {
         av_frame_free(&m_pFrame);
     }
     ClearOpenOpts();
-}
-
-void CVideoEncoder::CloseContext() {
-    if (m_pCodecContext == nullptr) {
-        return;
-    }
-    if (m_nOpened != 0) {
-        avcodec_close(m_pCodecContext);
-        av_freep(&m_pCodecContext);
-    } else {
-        avcodec_free_context(&m_pCodecContext);  // with what a context holds before it is open
-    }
 }
 
 void CVideoEncoder::ClearOpenOpts() {

@@ -37,7 +37,6 @@ protected:
                     int maxKeyInterval);
     /// A nonzero `lock` takes the library lock; 0 is for a caller that holds it.
     void Destroy(unsigned int lock);
-    void CloseContext();
     void ClearOpenOpts();
 
     // The tuning. REQUIRES: there is a context; the rates are not 0, save for Tune, which has a default for them.
