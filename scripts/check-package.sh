@@ -40,8 +40,9 @@ make_bare_debian() {
     bare=$(cache_root)/debian-$VERSION_CODENAME.tar
     [ ! -f "$bare" ] || return 0
     mirror=$(apt-get indextargets --format '$(REPO_URI)' "Codename: $VERSION_CODENAME" | sort -u | head -n 1)
+    [ -n "$mirror" ] || die "apt has no package source of $VERSION_CODENAME" "apt-get update"
     say "making a bare Debian $VERSION_CODENAME (once)"
-    debootstrap --variant=minbase "$VERSION_CODENAME" "$work/bare" "${mirror:-http://deb.debian.org/debian}" >"$work/log" ||
+    debootstrap --variant=minbase "$VERSION_CODENAME" "$work/bare" "$mirror" >"$work/log" ||
         die "debootstrap failed: $(tail -n 3 "$work/log")" "check the network and the package sources"
     tar -C "$work/bare" -cf "$bare.part" .
     mv "$bare.part" "$bare"
