@@ -86,6 +86,7 @@ bool ParseNumber(const char* begin, const char* end, T* value, bool strict, cons
 
 namespace utils {
 
+// NOLINTBEGIN(bugprone-macro-parentheses): T is a type
 #define CODRELAY_NUMBER_PARSERS(T)                                                                      \
     bool StringToInt(const char* begin, const char* end, T* value, bool strict, const char** stop) {    \
         return ParseNumber<10>(begin, end, value, strict, stop);                                        \
@@ -93,6 +94,7 @@ namespace utils {
     bool HexStringToInt(const char* begin, const char* end, T* value, bool strict, const char** stop) { \
         return ParseNumber<16>(begin, end, value, strict, stop);                                        \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 CODRELAY_NUMBER_PARSERS(signed char)
 CODRELAY_NUMBER_PARSERS(unsigned char)

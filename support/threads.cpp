@@ -127,6 +127,7 @@ void* CThread::ThreadStarter(void* self) {
         pthread_detach(pthread_self());
         thread->m_ThreadId = 0;
     }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a thread's result is a pointer
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(result));
 }
 

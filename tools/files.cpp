@@ -46,7 +46,7 @@ std::string ReadFileStart(const std::string& path) {
     if (!std::filesystem::is_regular_file(status)) {
         throw Failure(path + ": is not a regular file");
     }
-    const std::string start = ReadStart(path);
+    std::string start = ReadStart(path);
     if (start.empty()) {
         throw Failure(path + ": is empty");
     }
