@@ -48,9 +48,7 @@ int Complain(std::string what) {
     return kFailed;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int RunCommandLine(int argc, char** argv) {
     CLI::App app{"Looks into media files, decodes and encodes them with the Codrelay library."};
     app.name("codrelay");
     app.set_version_flag("--version", "codrelay " CODRELAY_VERSION);
@@ -64,6 +62,14 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& stop) {
         // Help and version come this way too, with code 0.
         return app.exit(stop) == 0 ? 0 : kWrongUsage;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return RunCommandLine(argc, argv);
     } catch (const std::bad_alloc&) {
         return Complain("out of memory");
     } catch (const std::exception& failure) {

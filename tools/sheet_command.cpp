@@ -124,7 +124,7 @@ public:
           m_Session(options.input.logLevel),
           m_Input(FindVideoInput(m_Session, options.input)),
           m_Packets(CountPackets(m_Session, options.input.file, m_Input.stream.index)),
-          m_Picker(m_Packets, options.columns * options.rows),
+          m_Picker(m_Packets, static_cast<long long>(options.columns) * options.rows),
           m_Layout(Columns(), options.width, m_Input.size),
           m_Decoder(m_Session, {m_Input.stream.codecId, m_Input.size, true}),
           m_Out(options.out, options.input.file) {}

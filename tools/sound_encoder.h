@@ -2,12 +2,13 @@
 
 #include <codrelay/audio_encoder.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <vector>
 
 /// An encoder holds less than so many sample groups back. MP3 does the most, at its lowest bit rates.
-inline constexpr std::size_t kHeldBackGroups = 24 * 1152;
+inline constexpr std::size_t kHeldBackGroups = std::size_t{24} * 1152;
 
 /// Encodes samples of any length; what is no whole frame yet waits for more.
 class SoundEncoder {
