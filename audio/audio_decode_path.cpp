@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "audio/audio_decoder.h"
 #include "support/ffmpeg_error.h"
@@ -53,12 +54,17 @@ int CAudioDecoder::DecodePacket(short* out, int& outLen) {
                           << "Error submitting the packet to the decoder: " << FfmpegErrorText(result).c_str();
         return -1;
     }
-    const int drained = DrainFrames(reinterpret_cast<uint8_t*>(out), outLen);
-    if (drained < 0) {
-        // What stayed inside would come out as if it were the next packet's, and would stop the one after that.
+    // What stayed inside would come out as if it were the next packet's, and would stop the one after that.
+    try {
+        const int drained = DrainFrames(reinterpret_cast<uint8_t*>(out), outLen);
+        if (drained < 0) {
+            DropFrames();
+        }
+        return drained;
+    } catch (const std::bad_alloc&) {
         DropFrames();
+        throw;
     }
-    return drained;
 }
 
 int CAudioDecoder::DrainFrames(uint8_t* out, int& outLen) {

@@ -1,6 +1,7 @@
 #include "audio/audio_decoder.h"
 
 #include <iomanip>
+#include <new>
 
 #include "audio/aac_config.h"
 #include "audio/audio_format_av.h"
@@ -56,12 +57,17 @@ bool CAudioDecoder::CreateDecoder(int channels, int sampleRate, int& sampleForma
         return false;
     }
     m_bOpened = false;
-    if (!AllocatePacket()) {
-        return false;
-    }
-    if (!OpenDecoder(codecId, channels, sampleRate, sampleFormat)) {
-        Destroy(0);
-        return false;
+    try {
+        if (!AllocatePacket()) {
+            return false;
+        }
+        if (!OpenDecoder(codecId, channels, sampleRate, sampleFormat)) {
+            Destroy(0);
+            return false;
+        }
+    } catch (const std::bad_alloc&) {
+        Release();
+        throw;
     }
     m_bCreated = true;
     return true;
@@ -181,6 +187,11 @@ void CAudioDecoder::Destroy(unsigned int lock) {
     CMutexLocker locker(GetMainFfmpegCodecLib(), lock != 0);
     m_bCreated = false;
     FFMPEG_LOG(Trace) << "CAudioDecoder::Destroy()";
+    Release();
+}
+
+// Writes no line and throws nothing.
+void CAudioDecoder::Release() {
     swr_free(&m_pResampler);
     CloseContext();
     av_packet_free(&m_pPacket);

@@ -40,6 +40,7 @@ private:
     bool ConfigureAac(int channels);
     bool OpenContext(const AVCodec* codec);
     bool CreateResampler(AVSampleFormat packed, int channels, int sampleRate);
+    void Release();
     void CloseContext();
 
     // The steps of Decode.

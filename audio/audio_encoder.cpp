@@ -1,5 +1,7 @@
 #include "audio/audio_encoder.h"
 
+#include <new>
+
 #include "audio/audio_format_av.h"
 #include "audio/codec_name.h"
 #include "front/registry/ffmpeg_registry.h"
@@ -77,10 +79,15 @@ bool CAudioEncoder::CreateEncoder(const AUDIO_FORMAT* format, unsigned int bitra
         return false;
     }
     m_nBitRate = static_cast<int>(bitrate != 0 ? bitrate : kDefaultBitRate);
-    if (OpenEncoder(m_nCodecId, format) == 0) {
-        FFMPEG_LOG(Critical) << "CAudioEncoder::CreateEncoder: Open encoder error!";
+    try {
+        if (OpenEncoder(m_nCodecId, format) == 0) {
+            FFMPEG_LOG(Critical) << "CAudioEncoder::CreateEncoder: Open encoder error!";
+            Destroy(0);
+            return false;
+        }
+    } catch (const std::bad_alloc&) {
         Destroy(0);
-        return false;
+        throw;
     }
     m_nCreated = 1;
     return true;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "audio/audio_format_av.h"
 #include "front/registry/ffmpeg_registry.h"
@@ -75,12 +76,14 @@ bool CAudioResampler::Create(const AUDIO_FORMAT* in, const AUDIO_FORMAT* out, un
         FFMPEG_LOG(Error) << "CAudioResampler::Create: incorrect format params!";
         return false;
     }
-    if (!OpenResampler(inSide, outSide)) {
-        return false;
-    }
-    if (!SizeBuffers(inSide, outSide, inBufLen)) {
+    try {
+        if (!OpenResampler(inSide, outSide) || !SizeBuffers(inSide, outSide, inBufLen)) {
+            swr_free(&m_pResampler);
+            return false;
+        }
+    } catch (const std::bad_alloc&) {
         swr_free(&m_pResampler);
-        return false;
+        throw;
     }
     m_bNeedsSecondPlane = inSide.NeedsSecondPlane() || outSide.NeedsSecondPlane();
     outBufLen = m_nOutBufLen;
@@ -98,10 +101,8 @@ bool CAudioResampler::OpenResampler(const Side& in, const Side& out) {
     const int result = swr_init(m_pResampler);
     if (result != 0) {
         FFMPEG_LOG(Critical) << "CAudioResampler::Create: resampler init error: " << result;
-        swr_free(&m_pResampler);
-        return false;
     }
-    return true;
+    return result == 0;
 }
 
 // Hosts rely on the very numbers: two estimates, each in 32 bits that may wrap, of which the larger counts.

@@ -65,7 +65,7 @@ bool CMutexLocker::IsLocked() {
 
 namespace {
 
-// For a destructor, which has nobody to tell that there is no memory for a line.
+// For where nobody can be told that there is no memory for a line.
 template <typename Call>
 void Quietly(const Call& call) {
     try {
@@ -180,11 +180,12 @@ bool CConditionWait::Wait() {
     pthread_mutex_lock(&m_Mutex);
     if (m_bSignalled == 0) {
         error = pthread_cond_wait(&m_Cond, &m_Mutex);
-        if (error != 0) {
-            FFMPEG_LOG(Critical) << "CConditionWait: wait condition error " << error;
-        }
     }
     pthread_mutex_unlock(&m_Mutex);
+    if (error != 0) {
+        // A demuxer waits below frames of libavformat's, which no exception may cross.
+        Quietly([error] { FFMPEG_LOG(Critical) << "CConditionWait: wait condition error " << error; });
+    }
     return error == 0;
 }
 

@@ -1,6 +1,7 @@
 #include "video_decoder/video_decoder.h"
 
 #include <cstring>
+#include <new>
 
 #include "codrelay/utils/clock.h"
 #include "front/registry/ffmpeg_registry.h"
@@ -59,26 +60,34 @@ int CVideoDecoder::CreateDecoder(unsigned int colorSpace, unsigned int width, un
         return 0;
     }
     m_nOpened = 0;
-    const AVCodec* codec = FindDecoder();
-    if (codec == nullptr) {
-        return 0;
-    }
-    if (!AllocateContext(codec)) {
+    try {
+        if (!OpenDecoder(width, height, callback)) {
+            Destroy(0);
+            return 0;
+        }
+    } catch (const std::bad_alloc&) {
         Destroy(0);
-        return 0;
+        throw;
+    }
+    m_nCreated = 1;
+    m_nLastTimestamp = 0;
+    return 1;
+}
+
+bool CVideoDecoder::OpenDecoder(unsigned int width, unsigned int height, CFrameBufferStreamCallback* callback) {
+    const AVCodec* codec = FindDecoder();
+    if (codec == nullptr || !AllocateContext(codec)) {
+        return false;
     }
     m_nWidth = width;
     m_nHeight = height;
     m_pCallback = callback;
     FillContext();
     if (!OpenContext(codec) || !AllocateFrame()) {
-        Destroy(0);
-        return 0;
+        return false;
     }
     InitFramePool(callback);
-    m_nCreated = 1;
-    m_nLastTimestamp = 0;
-    return 1;
+    return true;
 }
 
 bool CVideoDecoder::MayBeCreated(unsigned int colorSpace) const {

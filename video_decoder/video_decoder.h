@@ -55,6 +55,7 @@ private:
 
     // The steps of CreateDecoder. Each that fails has written its line.
     bool MayBeCreated(unsigned int colorSpace) const;
+    bool OpenDecoder(unsigned int width, unsigned int height, CFrameBufferStreamCallback* callback);
     AVCodec* FindDecoder() const;
     bool AllocateContext(const AVCodec* codec);
     void FillContext();

@@ -1,6 +1,7 @@
 #include "video_encoder/video_encoder.h"
 
 #include <cstring>
+#include <new>
 
 #include "codrelay/utils/clock.h"
 #include "front/registry/ffmpeg_registry.h"
@@ -93,19 +94,29 @@ int CVideoEncoder::CreateEncoder(unsigned int colorSpace, unsigned int width, un
     m_nReserved = reserved;
     m_nMaxKeyInterval = maxKeyInterval;
     m_nNextPts = 1;
-    if (OpenEncoder(m_nCodecId, m_szCodecName, frameRate, bitRate, maxKeyInterval) == 0) {
-        FFMPEG_LOG(Critical) << "CVideoEncoder::CreateEncoder: Open encoder error " << m_nCodecId;
+    try {
+        if (!OpenEncoderWithFrame()) {
+            Destroy(0);
+            return 0;
+        }
+    } catch (const std::bad_alloc&) {
         Destroy(0);
-        return 0;
+        throw;
+    }
+    m_nCreated = 1;
+    return 1;
+}
+
+bool CVideoEncoder::OpenEncoderWithFrame() {
+    if (OpenEncoder(m_nCodecId, m_szCodecName, m_nFrameRate, m_nBitRate, m_nMaxKeyInterval) == 0) {
+        FFMPEG_LOG(Critical) << "CVideoEncoder::CreateEncoder: Open encoder error " << m_nCodecId;
+        return false;
     }
     m_pFrame = av_frame_alloc();
     if (m_pFrame == nullptr) {
         FFMPEG_LOG(Critical) << "CVideoEncoder::CreateEncoder:Frame alloc error!";
-        Destroy(0);
-        return 0;
     }
-    m_nCreated = 1;
-    return 1;
+    return m_pFrame != nullptr;
 }
 
 bool CVideoEncoder::AcceptColorSpaceAndMode(unsigned int colorSpace, unsigned int mode) {

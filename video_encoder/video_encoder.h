@@ -33,6 +33,7 @@ public:
 
 protected:
     bool AcceptColorSpaceAndMode(unsigned int colorSpace, unsigned int mode);
+    bool OpenEncoderWithFrame();
     int OpenEncoder(int codecId, const char* codecName, unsigned int frameRate, unsigned int bitRate,
                     int maxKeyInterval);
     /// A nonzero `lock` takes the library lock; 0 is for a caller that holds it.

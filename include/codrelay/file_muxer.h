@@ -12,8 +12,7 @@
 /// one that fails on an empty block. Within a stream
 /// the times in the file rise strictly; where the host's do not, the previous time plus one tick is written. The first
 /// picture at the origin is written at tick 1. Every failure is one line on the logger "ffmpeg". One thread at a time
-/// drives one muxer; muxers of one format must not be created on two threads at once, since they share FFmpeg's record
-/// of that format.
+/// drives one muxer; any threads may make muxers at the same time.
 class CODRELAY_API CMuxerFileBase {
 public:
     virtual ~CMuxerFileBase();

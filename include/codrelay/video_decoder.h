@@ -83,9 +83,9 @@ public:
     /// very call that returned it, so with reordering that of a later packet than its own.
     ///
     /// `rateLimit` 0 delivers every picture. Otherwise pictures are dropped, with status 3, that come less than
-    /// 1000 / (rateLimit + 1) ms after the last one delivered, or after time 0 while there is none, so a picture at
-    /// time 0 is never delivered; a timestamp that jumps back drops pictures until the timestamps pass the last one
-    /// again.
+    /// 1000 / (rateLimit + 1) ms after the last one delivered, or after time 0 while there is none. So a picture
+    /// at time 0 is not delivered, unless that distance is 0, from a limit of 1000 on; a timestamp that jumps back
+    /// drops pictures until the timestamps pass the last one again.
     virtual int Decode(unsigned char* data, int length, std::shared_ptr<CFrameBufferBase>& frame, long long timestamp,
                        unsigned int rateLimit) = 0;
 

@@ -12,14 +12,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <new>
 #include <set>
 #include <string>
 
+#include "audio/audio_packets.h"
 #include "codrelay/factories.h"
 #include "codrelay/library.h"
+#include "codrelay/media_ids.h"
 #include "common/log_capture.h"
+#include "common/test_media.h"
 #include "steadiness/life.h"
 #include "support/ffmpeg.h"
 #include "support/log_front.h"
@@ -27,6 +31,8 @@
 
 using failing_memory::Failure;
 using failing_memory::Memory;
+
+static bool g_refusesThreads = false;
 
 // The containers of the muxers are known by their addresses: these must be freed, what hangs on them is FFmpeg's.
 extern "C" {
@@ -50,6 +56,12 @@ AVStream* __wrap_avformat_new_stream(AVFormatContext* context, const AVCodec* co
         failing_memory::Watch(stream);
     }
     return stream;
+}
+
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument);
+
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument) {
+    return g_refusesThreads ? EAGAIN : __real_pthread_create(thread, attributes, body, argument);
 }
 
 // Twenty seconds pass between any two looks at the clock: every working call reports its statistics, and that takes
@@ -221,6 +233,77 @@ INSTANTIATE_TEST_SUITE_P(FfmpegCalls, FailingMemoryTest,
                                           testing::Values(Memory::FfmpegCalls), kBothFailures),
                          NameOf);
 
+/// What has not been created needs no Destroy: a host may create it again, or delete it, at once.
+class FailingCreateTest : public testing::TestWithParam<std::tuple<LifeKind, Memory>> {
+protected:
+    /// False once Create has no `nth` allocation.
+    template <typename Next>
+    bool CreateWithFailure(long nth, const Next& next) {
+        const Kept before;
+        EXPECT_TRUE(m_pLife->Build());
+        failing_memory::Arm(nth, std::get<Memory>(GetParam()), Failure::Once);
+        const bool created = Succeeds([this] { return m_pLife->Create(); });
+        const bool failed = failing_memory::Disarm();
+        if (created) {
+            m_pLife->Destroy();
+        } else {
+            next();
+        }
+        m_pLife->Delete();
+        m_Lost = Kept() - before;
+        return failed;
+    }
+
+    template <typename Next>
+    void FailEveryAllocation(const Next& next) {
+        failing_memory::ForgetWatched();
+        long nth = 1;
+        for (; CreateWithFailure(nth, next); ++nth) {
+            for (int i = 0; HasLost() && i < 3; ++i) {
+                CreateWithFailure(nth, next);
+            }
+            EXPECT_FALSE(HasLost()) << m_Lost.objects << " objects, " << m_Lost.blocks << " blocks, allocation " << nth;
+            EXPECT_EQ(failing_memory::WatchedBlocks(), 0) << "allocation " << nth;
+        }
+        EXPECT_GT(nth, 1);
+    }
+
+    bool HasLost() const { return m_Lost.objects > 0 || m_Lost.blocks > 0; }
+
+    AllLinesDropped m_Log;
+    std::unique_ptr<Life> m_pLife = std::get<LifeKind>(GetParam()).begin(nullptr, ScratchFile());
+    Kept m_Lost;
+};
+
+TEST_P(FailingCreateTest, LeavesNothingToDestroy) {
+    FailEveryAllocation([] {});
+}
+
+TEST_P(FailingCreateTest, LeavesAnObjectThatIsCreatedAtOnce) {
+    FailEveryAllocation([this] {
+        EXPECT_TRUE(m_pLife->Create());
+        m_pLife->Destroy();
+    });
+}
+
+/// Not muxers, whose Create is a header and comes once, nor what takes no memory of ours there.
+std::vector<LifeKind> LifeKindsThatAreCreated() {
+    static const std::set<std::string> others = {"Scale", "CropAndConvert", "Crop", "EncodePcm", "Resample"};
+    std::vector<LifeKind> kinds;
+    std::copy_if(AllLifeKinds().begin(), AllLifeKinds().end(), std::back_inserter(kinds),
+                 [](const LifeKind& kind) { return !kind.leavesFfmpegBehind && others.count(kind.name) == 0; });
+    return kinds;
+}
+
+std::string NameOfCreate(const testing::TestParamInfo<std::tuple<LifeKind, Memory>>& life) {
+    return std::get<LifeKind>(life.param).name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Objects, FailingCreateTest,
+                         testing::Combine(testing::ValuesIn(LifeKindsThatAreCreated()),
+                                          testing::Values(Memory::Objects)),
+                         NameOfCreate);
+
 /// A call without an object.
 struct FreeCall {
     const char* name;
@@ -299,4 +382,66 @@ TEST(FailingMemoryInPool, LosesNoBuffer) {
         }
     }
     EXPECT_GT(nth, 2);
+}
+
+TEST(FailingMemoryInAudioDecoder, LeavesNoFrameForTheNextPacket) {
+    const AllLinesDropped log;
+    const std::vector<Bytes> frames = ReadAudioPackets(Clip("tones_44100_2.mp3")).packets;
+    Bytes two = frames.at(0);
+    two.insert(two.end(), frames.at(1).begin(), frames.at(1).end());
+    const std::unique_ptr<CAudioDecoderBase, void (*)(CAudioDecoderBase*)> decoder(
+        Codrelay_AudioDecoder(AUDIO_CODEC_MP3), [](CAudioDecoderBase* each) {
+            each->DestroyDecoder();
+            each->Delete();
+        });
+    int sampleFormat = 0;
+    ASSERT_TRUE(decoder->CreateDecoder(2, 44100, sampleFormat, nullptr, 0));
+    std::vector<short> out(192000);
+    const auto decode = [&](unsigned int room) {
+        unsigned int consumed = 0;
+        unsigned int written = 0;
+        const int status =
+            decoder->Decode(two.data(), static_cast<unsigned int>(two.size()), out.data(), room, consumed, written);
+        return status == 0 ? static_cast<long>(written) : -1;
+    };
+    long nth = 1;
+    for (bool failed = true; failed; ++nth) {
+        failing_memory::Arm(nth, Memory::Objects, Failure::Once);
+        EXPECT_FALSE(Succeeds([&] { return decode(100) >= 0; }));
+        failed = failing_memory::Disarm();
+        EXPECT_EQ(decode(384000), 2 * 1152 * 4) << "after allocation " << nth;
+    }
+    EXPECT_GT(nth, 2);
+}
+
+class DeafCallback : public CDemuxerMemCallback {
+public:
+    int OnVideoStream(int, int) override { return 0; }
+    int OnAudioStream(int, int, AUDIO_FORMAT*) override { return 0; }
+    int OnPacket(DEMUXER_PACKET*) override { return 0; }
+};
+
+// Bytes that nobody reads would fill the buffer, and the host would wait for ever.
+TEST(FailingMemoryInMemoryDemuxer, OffersNoBufferWithoutAReader) {
+    const AllLinesDropped log;
+    DeafCallback callback;
+    CDemuxerMemBase* const demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_WAV, &callback);
+    demuxer->Destroy();
+    g_refusesThreads = true;
+    long nth = 1;
+    for (bool failed = true; failed; ++nth) {
+        failing_memory::Arm(nth, Memory::Objects, Failure::Once);
+        bool thrown = false;
+        try {
+            EXPECT_EQ(demuxer->Create("no format", &callback), 0);
+        } catch (const std::bad_alloc&) {
+            thrown = true;
+        }
+        failed = failing_memory::Disarm();
+        unsigned char byte = 0;
+        EXPECT_EQ(demuxer->WriteData(&byte, 1), !thrown) << "after allocation " << nth;
+    }
+    g_refusesThreads = false;
+    demuxer->Delete();
+    EXPECT_GT(nth, 3);
 }
