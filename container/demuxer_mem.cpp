@@ -40,8 +40,8 @@ public:
 
 private:
     /// A lap takes the two sides to its end together, where each waits for the other's next step. That comes within
-    /// microseconds where bytes are pushed as fast as they go, sooner than a sleeper can be woken: so look a while, once
-    /// a lap, before going to sleep. Measured: a fifth less time for a quarter of a gigabyte.
+    /// microseconds where bytes are pushed as fast as they go, sooner than a sleeper can be woken: so look a while,
+    /// once a lap, before going to sleep. Measured: a fifth less time for a quarter of a gigabyte.
     static constexpr int kLooksAtTheTurn = 5000;
 
     int Take(unsigned char* out, int size);

@@ -22,8 +22,12 @@ struct LoggedLine {
 
 void PrintTo(const LoggedLine& line, std::ostream* out);
 
-inline LoggedLine Codrelay(uvqlog::Severity severity, std::string text) { return {"codrelay", severity, std::move(text)}; }
-inline LoggedLine Ffmpeg(uvqlog::Severity severity, std::string text) { return {"ffmpeg", severity, std::move(text)}; }
+inline LoggedLine Codrelay(uvqlog::Severity severity, std::string text) {
+    return {"codrelay", severity, std::move(text)};
+}
+inline LoggedLine Ffmpeg(uvqlog::Severity severity, std::string text) {
+    return {"ffmpeg", severity, std::move(text)};
+}
 
 /// Captures every record from Trace up while it lives; afterwards the defaults are back.
 ///
