@@ -35,7 +35,7 @@ struct Player : CDemuxerFileCallback {
         }
         // The Opus decoder counts one channel only; there are as many bytes again for the second.
         out.write(reinterpret_cast<const char*>(samples.data()), static_cast<std::streamsize>(written) * channels);
-        samplesPerChannel += written / sizeof(short);
+        samplesPerChannel += static_cast<long long>(written / sizeof(short));
         return 0;
     }
 };

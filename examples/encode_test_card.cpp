@@ -30,8 +30,8 @@ public:
         // White, yellow, cyan, green, magenta, red, blue, black.
         static const unsigned char bars[8][3] = {{235, 128, 128}, {210, 16, 146}, {170, 166, 16}, {145, 54, 34},
                                                  {106, 202, 222}, {81, 90, 240},  {41, 240, 110}, {16, 128, 128}};
-        unsigned char* const u = m_Bytes.data() + kWidth * kHeight;
-        unsigned char* const v = u + kWidth * kHeight / 4;
+        unsigned char* const u = m_Bytes.data() + std::size_t{kWidth} * kHeight;
+        unsigned char* const v = u + std::size_t{kWidth} * kHeight / 4;
         for (unsigned int y = 0; y < kHeight; ++y)
             for (unsigned int x = 0; x < kWidth; ++x) {
                 const unsigned char* color = IsInBlock(x, y, number) ? bars[0] : bars[x * 8 / kWidth];

@@ -59,7 +59,7 @@ int main() {
         if (!resampler->Resample(reinterpret_cast<unsigned char*>(&tone[at]), kBlock * sizeof(short),
                                  reinterpret_cast<unsigned char*>(block.data()), bytes))
             return Fail("a block was not converted");
-        out.insert(out.end(), block.begin(), block.begin() + bytes / sizeof(float));
+        out.insert(out.end(), block.begin(), block.begin() + static_cast<std::ptrdiff_t>(bytes / sizeof(float)));
     }
     resampler->Destroy();
     resampler->Delete();

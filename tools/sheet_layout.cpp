@@ -1,6 +1,7 @@
 #include "sheet_layout.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "bitmap_font.h"
 
@@ -33,7 +34,7 @@ SheetLayout::SheetLayout(int columns, int width, PictureSize first)
     : m_Columns(columns), m_Width(width), m_CellWidth(CellWidth(columns, width)) {
     // Nobody wants to see a cell of a very tall picture whole.
     const double shape = std::min(first.height / static_cast<double>(first.width), 2.0);
-    m_CellHeight = std::max(1, static_cast<int>(m_CellWidth * shape + 0.5));
+    m_CellHeight = std::max(1, static_cast<int>(std::lround(m_CellWidth * shape)));
 }
 
 PictureSize SheetLayout::SheetSize(int rows) const {
@@ -44,7 +45,7 @@ PictureSize SheetLayout::SizeInCell(PictureSize size) const {
     const double scale =
         std::min(m_CellWidth / static_cast<double>(size.width), m_CellHeight / static_cast<double>(size.height));
     const auto fit = [scale](unsigned int side, int room) {
-        return static_cast<unsigned int>(std::clamp(static_cast<int>(side * scale + 0.5), 1, room));
+        return static_cast<unsigned int>(std::clamp(static_cast<int>(std::lround(side * scale)), 1, room));
     };
     return {fit(size.width, m_CellWidth), fit(size.height, m_CellHeight)};
 }

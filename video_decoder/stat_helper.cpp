@@ -32,7 +32,7 @@ StatHelper::~StatHelper() noexcept(false) {
     } catch (const std::bad_alloc&) {
         // A second exception would end the process; the first says as much.
         if (std::uncaught_exceptions() == 0) {
-            throw;
+            throw;  // cppcheck-suppress exceptThrowInDestructor
         }
     }
 }
