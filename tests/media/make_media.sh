@@ -5,20 +5,7 @@
 #
 # Each clip has a line that says what it is for. A folder that this very script has filled is left as it is.
 set -euo pipefail
-
-folder=$1
-stamp=$folder/.made-by-$(sha256sum "$0" | cut -c1-16)
-[ ! -f "$stamp" ] || exit 0
-rm -rf "$folder"
-mkdir -p "$folder"
-cd "$folder"
-
-# F SIZE SECONDS ARGUMENT...: a moving test picture at 25 a second.
-F() {
-    local size=$1 seconds=$2
-    shift 2
-    ffmpeg -nostdin -v error -y -f lavfi -i "testsrc2=s=$size:r=25:d=$seconds" "$@"
-}
+source "$(dirname "${BASH_SOURCE[0]}")/clip_folder.sh"
 
 # Encoders of the H.264 and H.265 clips. No delay unless a clip asks for B pictures.
 h264=(-c:v libx264 -preset veryfast -bf 0 -pix_fmt yuv420p -f h264)
