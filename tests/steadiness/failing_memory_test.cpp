@@ -22,6 +22,7 @@
 #include "codrelay/factories.h"
 #include "codrelay/library.h"
 #include "codrelay/media_ids.h"
+#include "codrelay/utils/threads.h"
 #include "common/log_capture.h"
 #include "common/test_media.h"
 #include "steadiness/life.h"
@@ -33,6 +34,7 @@ using failing_memory::Failure;
 using failing_memory::Memory;
 
 static bool g_refusesThreads = false;
+static CConditionWait* g_pWaitedFor = nullptr;
 
 // The containers of the muxers are known by their addresses: these must be freed, what hangs on them is FFmpeg's.
 extern "C" {
@@ -62,6 +64,15 @@ int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument) {
     return g_refusesThreads ? EAGAIN : __real_pthread_create(thread, attributes, body, argument);
+}
+
+int __real_pthread_join(pthread_t thread, void** result);
+
+int __wrap_pthread_join(pthread_t thread, void** result) {
+    if (g_pWaitedFor != nullptr) {
+        g_pWaitedFor->Signal();
+    }
+    return __real_pthread_join(thread, result);
 }
 
 // Twenty seconds pass between any two looks at the clock: every working call reports its statistics, and that takes
@@ -444,4 +455,32 @@ TEST(FailingMemoryInMemoryDemuxer, OffersNoBufferWithoutAReader) {
     g_refusesThreads = false;
     demuxer->Delete();
     EXPECT_GT(nth, 3);
+}
+
+TEST(FailingMemoryInThread, ItsEndIsWaitedForWithoutALine) {
+    struct Waiting {
+        CConditionWait isWaitedFor;
+        bool ended = false;
+
+        static unsigned int Run(void* self) {
+            auto* waiting = static_cast<Waiting*>(self);
+            waiting->isWaitedFor.Wait();
+            waiting->ended = true;
+            return 0;
+        }
+    };
+    const AllLinesDropped log;
+    long nth = 1;
+    for (bool failed = true; failed; ++nth) {
+        Waiting waiting;
+        g_pWaitedFor = &waiting.isWaitedFor;
+        auto thread = std::make_unique<CThread>();
+        ASSERT_EQ(thread->CreateThread(Waiting::Run, &waiting), 1);
+        failing_memory::Arm(nth, Memory::Objects, Failure::Once);
+        thread.reset();
+        failed = failing_memory::Disarm();
+        EXPECT_TRUE(waiting.ended) << "allocation " << nth;
+        g_pWaitedFor = nullptr;
+    }
+    EXPECT_GT(nth, 2);
 }
