@@ -186,7 +186,12 @@ void CAudioDecoder::DestroyDecoder() {
 void CAudioDecoder::Destroy(unsigned int lock) {
     CMutexLocker locker(GetMainFfmpegCodecLib(), lock != 0);
     m_bCreated = false;
-    FFMPEG_LOG(Trace) << "CAudioDecoder::Destroy()";
+    try {
+        FFMPEG_LOG(Trace) << "CAudioDecoder::Destroy()";
+    } catch (const std::bad_alloc&) {
+        Release();
+        throw;
+    }
     Release();
 }
 

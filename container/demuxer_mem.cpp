@@ -276,6 +276,7 @@ int CDemuxerMem::Create(const char* formatName, CDemuxerMemCallback* callback) {
             return 0;
         }
     } catch (const std::bad_alloc&) {
+        buffer->Close();  // a WriteData that has it already must not wait for ever
         std::atomic_store(&m_pImpl->m_pBuffer, std::shared_ptr<SRSWBuffer>());
         throw;
     }

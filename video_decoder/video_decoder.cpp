@@ -60,8 +60,12 @@ int CVideoDecoder::CreateDecoder(unsigned int colorSpace, unsigned int width, un
         return 0;
     }
     m_nOpened = 0;
+    const AVCodec* codec = FindDecoder();
+    if (codec == nullptr) {
+        return 0;
+    }
     try {
-        if (!OpenDecoder(width, height, callback)) {
+        if (!OpenDecoder(codec, width, height, callback)) {
             Destroy(0);
             return 0;
         }
@@ -74,9 +78,9 @@ int CVideoDecoder::CreateDecoder(unsigned int colorSpace, unsigned int width, un
     return 1;
 }
 
-bool CVideoDecoder::OpenDecoder(unsigned int width, unsigned int height, CFrameBufferStreamCallback* callback) {
-    const AVCodec* codec = FindDecoder();
-    if (codec == nullptr || !AllocateContext(codec)) {
+bool CVideoDecoder::OpenDecoder(const AVCodec* codec, unsigned int width, unsigned int height,
+                                CFrameBufferStreamCallback* callback) {
+    if (!AllocateContext(codec)) {
         return false;
     }
     m_nWidth = width;

@@ -55,8 +55,9 @@ private:
 
     // The steps of CreateDecoder. Each that fails has written its line.
     bool MayBeCreated(unsigned int colorSpace) const;
-    bool OpenDecoder(unsigned int width, unsigned int height, CFrameBufferStreamCallback* callback);
     AVCodec* FindDecoder() const;
+    bool OpenDecoder(const AVCodec* codec, unsigned int width, unsigned int height,
+                     CFrameBufferStreamCallback* callback);
     bool AllocateContext(const AVCodec* codec);
     void FillContext();
     bool OpenContext(const AVCodec* codec);

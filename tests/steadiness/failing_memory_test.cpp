@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <iterator>
 #include <new>
 #include <set>
@@ -23,17 +22,15 @@
 #include "codrelay/library.h"
 #include "codrelay/media_ids.h"
 #include "codrelay/utils/threads.h"
-#include "common/log_capture.h"
 #include "common/test_media.h"
 #include "steadiness/life.h"
+#include "steadiness/out_of_memory.h"
 #include "support/ffmpeg.h"
-#include "support/log_front.h"
 #include "video_decoder/frame_pool.h"
 
 using failing_memory::Failure;
 using failing_memory::Memory;
 
-static bool g_refusesThreads = false;
 static CConditionWait* g_pWaitedFor = nullptr;
 
 // The containers of the muxers are known by their addresses: these must be freed, what hangs on them is FFmpeg's.
@@ -60,12 +57,6 @@ AVStream* __wrap_avformat_new_stream(AVFormatContext* context, const AVCodec* co
     return stream;
 }
 
-int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument);
-
-int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument) {
-    return g_refusesThreads ? EAGAIN : __real_pthread_create(thread, attributes, body, argument);
-}
-
 int __real_pthread_join(pthread_t thread, void** result);
 
 int __wrap_pthread_join(pthread_t thread, void** result) {
@@ -85,20 +76,6 @@ long long __wrap__ZN5utils20GetMonotonicTimeInMsEv() {
 }  // extern "C"
 
 namespace {
-
-std::string ScratchFile() {
-    return testing::TempDir() + "failing_memory_" + std::to_string(getpid());
-}
-
-/// True where the call came to a good end.
-template <typename Call>
-bool Succeeds(const Call& call) {
-    try {
-        return call();
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
 
 bool Lead(Life* life) {
     return Succeeds([life] { return life->Build(); }) && Succeeds([life] { return life->Create(); }) &&
@@ -132,31 +109,7 @@ void End(Life* life) {
     }
 }
 
-struct Kept {
-    long blocks = failing_memory::LiveBlocks();
-    long objects = failing_memory::LiveObjects();
-
-    Kept operator-(const Kept& before) const { return {blocks - before.blocks, objects - before.objects}; }
-};
-
 }  // namespace
-
-/// Every line is put together, and so takes memory; the sink takes none.
-class AllLinesDropped {
-public:
-    AllLinesDropped() {
-        av_log_set_level(AV_LOG_QUIET);
-        uvqlog::SetSink([](const uvqlog::LogEvent&) {});
-        uvqlog::SetThreshold(uvqlog::Severity::Trace);
-        CODRELAY_LOG(Info) << "loggers are made once";
-        FFMPEG_LOG(Info) << "this one, too";
-    }
-    ~AllLinesDropped() {
-        failing_memory::Disarm();
-        uvqlog::SetSink({});
-        uvqlog::SetThreshold(uvqlog::Severity::Warning);
-    }
-};
 
 class FailingMemoryTest : public testing::TestWithParam<std::tuple<LifeKind, Memory, Failure>> {
 protected:
@@ -243,77 +196,6 @@ INSTANTIATE_TEST_SUITE_P(FfmpegCalls, FailingMemoryTest,
                          testing::Combine(testing::ValuesIn(LifeKindsWithFfmpegCalls()),
                                           testing::Values(Memory::FfmpegCalls), kBothFailures),
                          NameOf);
-
-/// What has not been created needs no Destroy: a host may create it again, or delete it, at once.
-class FailingCreateTest : public testing::TestWithParam<std::tuple<LifeKind, Memory>> {
-protected:
-    /// False once Create has no `nth` allocation.
-    template <typename Next>
-    bool CreateWithFailure(long nth, const Next& next) {
-        const Kept before;
-        EXPECT_TRUE(m_pLife->Build());
-        failing_memory::Arm(nth, std::get<Memory>(GetParam()), Failure::Once);
-        const bool created = Succeeds([this] { return m_pLife->Create(); });
-        const bool failed = failing_memory::Disarm();
-        if (created) {
-            m_pLife->Destroy();
-        } else {
-            next();
-        }
-        m_pLife->Delete();
-        m_Lost = Kept() - before;
-        return failed;
-    }
-
-    template <typename Next>
-    void FailEveryAllocation(const Next& next) {
-        failing_memory::ForgetWatched();
-        long nth = 1;
-        for (; CreateWithFailure(nth, next); ++nth) {
-            for (int i = 0; HasLost() && i < 3; ++i) {
-                CreateWithFailure(nth, next);
-            }
-            EXPECT_FALSE(HasLost()) << m_Lost.objects << " objects, " << m_Lost.blocks << " blocks, allocation " << nth;
-            EXPECT_EQ(failing_memory::WatchedBlocks(), 0) << "allocation " << nth;
-        }
-        EXPECT_GT(nth, 1);
-    }
-
-    bool HasLost() const { return m_Lost.objects > 0 || m_Lost.blocks > 0; }
-
-    AllLinesDropped m_Log;
-    std::unique_ptr<Life> m_pLife = std::get<LifeKind>(GetParam()).begin(nullptr, ScratchFile());
-    Kept m_Lost;
-};
-
-TEST_P(FailingCreateTest, LeavesNothingToDestroy) {
-    FailEveryAllocation([] {});
-}
-
-TEST_P(FailingCreateTest, LeavesAnObjectThatIsCreatedAtOnce) {
-    FailEveryAllocation([this] {
-        EXPECT_TRUE(m_pLife->Create());
-        m_pLife->Destroy();
-    });
-}
-
-/// Not muxers, whose Create is a header and comes once, nor what takes no memory of ours there.
-std::vector<LifeKind> LifeKindsThatAreCreated() {
-    static const std::set<std::string> others = {"Scale", "CropAndConvert", "Crop", "EncodePcm", "Resample"};
-    std::vector<LifeKind> kinds;
-    std::copy_if(AllLifeKinds().begin(), AllLifeKinds().end(), std::back_inserter(kinds),
-                 [](const LifeKind& kind) { return !kind.leavesFfmpegBehind && others.count(kind.name) == 0; });
-    return kinds;
-}
-
-std::string NameOfCreate(const testing::TestParamInfo<std::tuple<LifeKind, Memory>>& life) {
-    return std::get<LifeKind>(life.param).name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Objects, FailingCreateTest,
-                         testing::Combine(testing::ValuesIn(LifeKindsThatAreCreated()),
-                                          testing::Values(Memory::Objects)),
-                         NameOfCreate);
 
 /// A call without an object.
 struct FreeCall {
@@ -423,38 +305,6 @@ TEST(FailingMemoryInAudioDecoder, LeavesNoFrameForTheNextPacket) {
         EXPECT_EQ(decode(384000), 2 * 1152 * 4) << "after allocation " << nth;
     }
     EXPECT_GT(nth, 2);
-}
-
-class DeafCallback : public CDemuxerMemCallback {
-public:
-    int OnVideoStream(int, int) override { return 0; }
-    int OnAudioStream(int, int, AUDIO_FORMAT*) override { return 0; }
-    int OnPacket(DEMUXER_PACKET*) override { return 0; }
-};
-
-// Bytes that nobody reads would fill the buffer, and the host would wait for ever.
-TEST(FailingMemoryInMemoryDemuxer, OffersNoBufferWithoutAReader) {
-    const AllLinesDropped log;
-    DeafCallback callback;
-    CDemuxerMemBase* const demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_WAV, &callback);
-    demuxer->Destroy();
-    g_refusesThreads = true;
-    long nth = 1;
-    for (bool failed = true; failed; ++nth) {
-        failing_memory::Arm(nth, Memory::Objects, Failure::Once);
-        bool thrown = false;
-        try {
-            EXPECT_EQ(demuxer->Create("no format", &callback), 0);
-        } catch (const std::bad_alloc&) {
-            thrown = true;
-        }
-        failed = failing_memory::Disarm();
-        unsigned char byte = 0;
-        EXPECT_EQ(demuxer->WriteData(&byte, 1), !thrown) << "after allocation " << nth;
-    }
-    g_refusesThreads = false;
-    demuxer->Delete();
-    EXPECT_GT(nth, 3);
 }
 
 TEST(FailingMemoryInThread, ItsEndIsWaitedForWithoutALine) {
