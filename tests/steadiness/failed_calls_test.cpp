@@ -51,9 +51,9 @@ TEST_P(FailedCallTest, IsToldAndTheObjectWorksAgain) {
     EXPECT_EQ(Lead(subject.life.get()), failed.endsWell);
     EXPECT_TRUE(failing_ffmpeg::Disarm());
     EXPECT_THAT(log.Take(), ElementsAreArray(failed.lines));
-    Destroy(subject.life.get());
-    EXPECT_EQ(LeadAgain(subject.life.get()), subject.expected);
-    End(subject.life.get());
+    DestroyIfBuilt(subject.life.get());
+    EXPECT_EQ(LeadLife(subject.life.get()), subject.expected);
+    EndLife(subject.life.get());
 }
 
 const FailedCall kFailedCalls[] = {

@@ -24,9 +24,9 @@ bool LeadWithFailure(Subject* subject, const std::string& call, long nth) {
     if (subject->life->IsBuilt()) {
         subject->life->Work();  // what a host may do before it gives up
     }
-    Destroy(subject->life.get());
-    EXPECT_EQ(LeadAgain(subject->life.get()), subject->expected);
-    End(subject->life.get());
+    DestroyIfBuilt(subject->life.get());
+    EXPECT_EQ(LeadLife(subject->life.get()), subject->expected);
+    EndLife(subject->life.get());
     return failed;
 }
 

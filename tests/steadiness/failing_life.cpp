@@ -24,26 +24,8 @@ bool Lead(Life* life) {
     }
 }
 
-std::optional<std::uint64_t> LeadAgain(Life* life) {
-    const bool ready = (life->IsBuilt() || life->Build()) && life->Create();
-    return ready ? life->Work() : std::nullopt;
-}
-
-void Destroy(Life* life) {
-    if (life->IsBuilt()) {
-        life->Destroy();
-    }
-}
-
-void End(Life* life) {
-    Destroy(life);
-    if (life->IsBuilt()) {
-        life->Delete();
-    }
-}
-
 Subject::Subject(const LifeKind& kind) : life(kind.begin(nullptr, ScratchFile())) {
     av_log_set_level(AV_LOG_QUIET);
-    expected = LeadAgain(life.get());
-    End(life.get());
+    expected = LeadLife(life.get());
+    EndLife(life.get());
 }

@@ -12,10 +12,6 @@ std::string ScratchFile();
 
 /// The first part of a life, in which a call may fail. False where it did not end well.
 bool Lead(Life* life);
-/// The same with nothing failing, on an object that may be there already: what came out.
-std::optional<std::uint64_t> LeadAgain(Life* life);
-void Destroy(Life* life);
-void End(Life* life);
 
 /// A life in which calls fail, and what comes out of one in which none does.
 struct Subject {

@@ -90,23 +90,7 @@ void TryOn(Life* life) {
     if (life->IsBuilt()) {
         Succeeds([life] { return life->Work().has_value(); });
     }
-    if (life->IsBuilt()) {
-        life->Destroy();
-    }
-}
-
-std::optional<std::uint64_t> LeadAgain(Life* life) {
-    const bool ready = (life->IsBuilt() || life->Build()) && life->Create();
-    return ready ? life->Work() : std::nullopt;
-}
-
-void End(Life* life) {
-    if (life->IsBuilt()) {
-        life->Destroy();
-    }
-    if (life->IsBuilt()) {
-        life->Delete();
-    }
+    DestroyIfBuilt(life);
 }
 
 }  // namespace
@@ -125,8 +109,8 @@ protected:
         const bool failed = failing_memory::Disarm();
         EXPECT_TRUE(well || failed) << "failed with plenty of memory";
         TryOn(m_pLife.get());
-        EXPECT_EQ(LeadAgain(m_pLife.get()), m_Expected) << "cannot be used again";
-        End(m_pLife.get());
+        EXPECT_EQ(LeadLife(m_pLife.get()), m_Expected) << "cannot be used again";
+        EndLife(m_pLife.get());
         m_Lost = Kept() - before;
         EXPECT_EQ(failing_memory::WatchedBlocks(), 0);
         return failed;
@@ -152,8 +136,8 @@ protected:
 };
 
 TEST_P(FailingMemoryTest, NothingIsLostAndTheObjectWorksAgain) {
-    m_Expected = LeadAgain(m_pLife.get());
-    End(m_pLife.get());
+    m_Expected = LeadLife(m_pLife.get());
+    EndLife(m_pLife.get());
     ASSERT_TRUE(m_Expected.has_value());
     long nth = 1;
     while (LeadWithFailure(nth)) {

@@ -17,6 +17,24 @@ void Fingerprint::Add(const void* bytes, std::size_t size) {
     }
 }
 
+std::optional<std::uint64_t> LeadLife(Life* life) {
+    const bool ready = (life->IsBuilt() || life->Build()) && life->Create();
+    return ready ? life->Work() : std::nullopt;
+}
+
+void DestroyIfBuilt(Life* life) {
+    if (life->IsBuilt()) {
+        life->Destroy();
+    }
+}
+
+void EndLife(Life* life) {
+    DestroyIfBuilt(life);
+    if (life->IsBuilt()) {
+        life->Delete();
+    }
+}
+
 const std::vector<LifeKind>& AllLifeKinds() {
     static const std::vector<LifeKind> kinds = [] {
         std::vector<LifeKind> all;

@@ -42,6 +42,12 @@ public:
     virtual void Delete() = 0;
 };
 
+/// Builds the object if it is not there, creates it, and lets it work: what came out of it.
+std::optional<std::uint64_t> LeadLife(Life* life);
+void DestroyIfBuilt(Life* life);
+/// Leaves nothing, whatever has become of the object.
+void EndLife(Life* life);
+
 using FrameUser = std::function<void(std::shared_ptr<CFrameBufferBase>&)>;
 
 /// A kind of lives. Several lives of a kind may be led at the same time.

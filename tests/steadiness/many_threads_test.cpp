@@ -46,26 +46,13 @@ std::string ScratchFile(std::size_t thread) {
     return testing::TempDir() + "many_threads_" + std::to_string(getpid()) + "_" + std::to_string(thread);
 }
 
-std::optional<std::uint64_t> LeadOnce(Life* life) {
-    return life->Build() && life->Create() ? life->Work() : std::nullopt;
-}
-
-void End(Life* life) {
-    if (life->IsBuilt()) {
-        life->Destroy();
-    }
-    if (life->IsBuilt()) {
-        life->Delete();
-    }
-}
-
 /// What comes out of each kind where nothing else runs.
 std::vector<std::optional<std::uint64_t>> LeadAllAlone() {
     std::vector<std::optional<std::uint64_t>> expected;
     for (const LifeKind& kind : AllLifeKinds()) {
         const std::unique_ptr<Life> life = kind.begin(nullptr, ScratchFile(0));
-        expected.push_back(LeadOnce(life.get()));
-        End(life.get());
+        expected.push_back(LeadLife(life.get()));
+        EndLife(life.get());
         EXPECT_TRUE(expected.back().has_value()) << kind.name;
     }
     return expected;
@@ -113,14 +100,12 @@ protected:
             const std::size_t kind = (thread * 7 + static_cast<std::size_t>(round) * 5) % kinds.size();
             const std::unique_ptr<Life> life = kinds[kind].begin(
                 [this](std::shared_ptr<CFrameBufferBase>& frame) { m_Exchange.PutIn(frame); }, ScratchFile(thread));
-            EXPECT_EQ(LeadOnce(life.get()), m_Expected[kind]) << kinds[kind].name;
-            if (life->IsBuilt()) {
-                life->Destroy();
-            }
+            EXPECT_EQ(LeadLife(life.get()), m_Expected[kind]) << kinds[kind].name;
+            DestroyIfBuilt(life.get());
             if (life->IsBuilt()) {
                 EXPECT_TRUE(life->Create()) << kinds[kind].name;
             }
-            End(life.get());
+            EndLife(life.get());
             Hammer(thread);
         }
     }
