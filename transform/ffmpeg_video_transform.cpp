@@ -136,7 +136,7 @@ CFrameBufferBase* CFfmpegVideoTransform::Transform(CFrameBufferBase* frame) {
     }
     unsigned char* picture = frame->GetData();
     if (!m_CropBuffer.empty()) {
-        Crop(picture, m_CropBuffer.data());
+        CropForScaling(picture);
         picture = m_CropBuffer.data();
     }
     return Resize(picture, out) ? &m_OutputBuffer : nullptr;

@@ -57,6 +57,12 @@ private:
         int height = 0;
     };
 
+    /// How the planes of chroma lie: bytes from a row to the next, and from U to V.
+    struct Chroma {
+        long long rowBytes;
+        long long planeBytes;
+    };
+
     CFfmpegVideoTransform();
 
     void MakeCropBuffer(unsigned int inColorSpace);
@@ -64,6 +70,9 @@ private:
     void MakeOutput(unsigned int outColorSpace);
     void MakeScaling();
     bool HeightsFit() const;
+    /// Makes of `src` the picture that is scaled.
+    void CropForScaling(uint8_t* src);
+    void CropPlanes(const uint8_t* src, uint8_t* dst, const Chroma& chroma) const;
     void CropPacked(const uint8_t* src, uint8_t* dst, int pixelBytes) const;
 
     Picture m_Input;

@@ -22,6 +22,8 @@ struct Cut {
     long long column;
     long long count;
     long long rows;
+    /// Bytes from a row to the next where they are put.
+    long long toStep;
 };
 
 /// Columns outside their row and rows outside the plane are neither read nor written: `to` keeps what it has there.
@@ -41,8 +43,27 @@ void CopyRows(uint8_t* to, const Plane& plane, const Cut& cut) {
         --end;
     }
     for (long long i = begin; i < end; ++i) {
-        std::memcpy(to + i * cut.count + (left - cut.column), plane.bytes + row(i) + left,
+        std::memcpy(to + i * cut.toStep + (left - cut.column), plane.bytes + row(i) + left,
                     static_cast<std::size_t>(right - left));
+    }
+}
+
+/// Fills the last column and row of a whole plane of chroma, for a picture of `w` by `h` pixels whose halves rounded
+/// down are there. Nothing comes of nothing: a picture of one column or row stays without colours.
+void RepeatLastSamples(uint8_t* plane, long long w, long long h) {
+    const long long columns = w / 2;
+    const long long rows = h / 2;
+    const long long step = (w + 1) / 2;
+    if (columns < 1 || rows < 1) {
+        return;
+    }
+    if (w % 2 != 0) {
+        for (long long row = 0; row < rows; ++row) {
+            plane[row * step + columns] = plane[row * step + columns - 1];
+        }
+    }
+    if (h % 2 != 0) {
+        std::memcpy(plane + rows * step, plane + (rows - 1) * step, static_cast<std::size_t>(step));
     }
 }
 
@@ -75,24 +96,42 @@ void CFfmpegVideoTransform::CropPackedYUYV422Frame(void* src, void* dst) {
 void CFfmpegVideoTransform::CropPacked(const uint8_t* src, uint8_t* dst, int pixelBytes) const {
     const CROP_RECT& crop = m_CropRect;
     const long long rowBytes = static_cast<long long>(m_InputSize.width) * pixelBytes;
+    const long long count = static_cast<long long>(crop.w) * pixelBytes;
     CopyRows(dst, {src, rowBytes * m_InputSize.height, rowBytes},
-             {crop.y * rowBytes, rowBytes, static_cast<long long>(crop.x) * pixelBytes,
-              static_cast<long long>(crop.w) * pixelBytes, crop.h});
+             {crop.y * rowBytes, rowBytes, static_cast<long long>(crop.x) * pixelBytes, count, crop.h, count});
 }
 
-// Chroma by whole divisions, odd values not rounded: hosts know the pictures that come of it.
+// Samples by whole divisions, odd values not rounded: hosts know the pictures that come of it.
 void CFfmpegVideoTransform::CropPlanarYUVFrame(void* src, void* dst) {
+    const long long w = m_CropRect.w;
+    const long long h = m_CropRect.h;
+    CropPlanes(static_cast<const uint8_t*>(src), static_cast<uint8_t*>(dst), {w / 2, (w * h) >> 2});
+}
+
+void CFfmpegVideoTransform::CropPlanes(const uint8_t* src, uint8_t* dst, const Chroma& chroma) const {
     const long long x = m_CropRect.x;
     const long long y = m_CropRect.y;
     const long long w = m_CropRect.w;
     const long long h = m_CropRect.h;
     const long long W = m_InputSize.width;
     const long long L = W * m_InputSize.height;
-    const auto* from = static_cast<const uint8_t*>(src);
-    auto* to = static_cast<uint8_t*>(dst);
-    CopyRows(to, {from, L, W}, {y * W, W, x, w, h});
+    CopyRows(dst, {src, L, W}, {y * W, W, x, w, h, w});
 
-    const Cut chroma{((W >> 1) * y) / 2, x / 2 + (W - x) / 2, x / 2, w / 2, h / 2};
-    CopyRows(to + w * h, {from + L, L >> 2, W >> 1}, chroma);
-    CopyRows(to + w * h + ((w * h) >> 2), {from + L + (L >> 2), L >> 2, W >> 1}, chroma);
+    const Cut cut{((W >> 1) * y) / 2, x / 2 + (W - x) / 2, x / 2, w / 2, h / 2, chroma.rowBytes};
+    CopyRows(dst + w * h, {src + L, L >> 2, W >> 1}, cut);
+    CopyRows(dst + w * h + chroma.planeBytes, {src + L + (L >> 2), L >> 2, W >> 1}, cut);
+}
+
+// The scaler reads a colour sample for an odd last column and row too, and the crop has none.
+void CFfmpegVideoTransform::CropForScaling(uint8_t* src) {
+    uint8_t* const dst = m_CropBuffer.data();
+    if (m_Input.format != AV_PIX_FMT_YUV420P) {
+        return Crop(src, dst);
+    }
+    const long long w = m_CropRect.w;
+    const long long h = m_CropRect.h;
+    const Chroma whole{(w + 1) / 2, (w + 1) / 2 * ((h + 1) / 2)};
+    CropPlanes(src, dst, whole);
+    RepeatLastSamples(dst + w * h, w, h);
+    RepeatLastSamples(dst + w * h + whole.planeBytes, w, h);
 }

@@ -1,68 +1,19 @@
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <cstring>
 #include <random>
 
 #include "common/guarded_buffer.h"
 #include "common/log_capture.h"
 #include "transform/pictures.h"
+#include "transform/slow_crop.h"
 
 using Rect = CVideoTransformBase::CROP_RECT;
 
 namespace {
 
 constexpr unsigned int kCropped[] = {CSP_YUV420P_ALT, CSP_YUV420P, CSP_YUYV422, CSP_BGR24, CSP_RGB24};
-
-bool IsPlanar(unsigned int colorSpace) {
-    return colorSpace == CSP_YUV420P || colorSpace == CSP_YUV420P_ALT;
-}
-
-/// The crop, byte by byte.
-class SlowCrop {
-public:
-    SlowCrop(unsigned int colorSpace, Dimensions size, Rect part, const std::vector<uint8_t>& source)
-        : m_Size(size), m_Part(part), m_Source(source) {
-        m_Result.resize(TightSize(colorSpace, {part.w, part.h}));
-        if (IsPlanar(colorSpace)) {
-            CropPlanes();
-        } else {
-            const int pixelBytes = colorSpace == CSP_YUYV422 ? 2 : 3;
-            for (int row = 0; row < part.h; ++row) {
-                Copy(row * part.w * pixelBytes, ((part.y + row) * size.width + part.x) * pixelBytes,
-                     part.w * pixelBytes);
-            }
-        }
-    }
-
-    const std::vector<uint8_t>& Result() const { return m_Result; }
-
-private:
-    void CropPlanes() {
-        const int W = m_Size.width;
-        const int L = W * m_Size.height;
-        for (int row = 0; row < m_Part.h; ++row) {
-            Copy(row * m_Part.w, (m_Part.y + row) * W + m_Part.x, m_Part.w);
-        }
-        const int chroma = m_Part.w * m_Part.h;
-        const int offset = ((W >> 1) * m_Part.y) / 2;
-        for (int row = 0; row < m_Part.h / 2; ++row) {
-            const int from = L + offset + m_Part.x / 2 + row * (m_Part.x / 2 + (W - m_Part.x) / 2);
-            Copy(chroma + row * (m_Part.w / 2), from, m_Part.w / 2);
-            Copy(chroma + (chroma >> 2) + row * (m_Part.w / 2), from + (L >> 2), m_Part.w / 2);
-        }
-    }
-
-    void Copy(int to, int from, int count) {
-        for (int i = 0; i < count; ++i) {
-            m_Result.at(static_cast<std::size_t>(to + i)) = m_Source.at(static_cast<std::size_t>(from + i));
-        }
-    }
-
-    Dimensions m_Size;
-    Rect m_Part;
-    const std::vector<uint8_t>& m_Source;
-    std::vector<uint8_t> m_Result;
-};
 
 class Crop : public testing::Test {
 protected:
@@ -88,7 +39,7 @@ protected:
     void ExpectPart(unsigned int colorSpace, Dimensions size, Rect part) {
         const std::vector<uint8_t> source = Noise(TightSize(colorSpace, size), 1);
         const auto transform = NewTransform(colorSpace, size, part, colorSpace, {part.w, part.h});
-        ASSERT_EQ(Run(*transform, source), SlowCrop(colorSpace, size, part, source).Result())
+        ASSERT_EQ(Run(*transform, source), CropSlowly(colorSpace, size, part, source))
             << "colour space " << colorSpace << ", " << part.w << "x" << part.h << " at " << part.x << ", " << part.y
             << " of " << size.width << "x" << size.height;
     }
@@ -222,9 +173,111 @@ TEST_F(Crop, ScalingAPartIsCroppingAndThenScaling) {
         }
         const std::vector<uint8_t> source = Noise(TightSize(from, size), static_cast<unsigned int>(i));
         const std::vector<uint8_t> atOnce = Run(*NewTransform(from, size, part, to, out), source);
-        const std::vector<uint8_t> cropped = Run(*NewTransform(from, size, part, from, partSize), source);
+        const std::vector<uint8_t> cropped =
+            WithWholeChroma(from, partSize, Run(*NewTransform(from, size, part, from, partSize), source));
         ASSERT_EQ(atOnce, Run(*NewTransform(from, partSize, {0, 0, 0, 0}, to, out), cropped)) << "round " << i;
         ASSERT_EQ(atOnce, ScaleLikeFfmpeg(from, partSize, cropped.data(), to, out)) << "round " << i;
+    }
+}
+
+// --- Colours of 4:2:0 parts of odd size, whose crop has fewer samples than the scaler reads.
+
+constexpr Dimensions kFilm{640, 480};
+constexpr Dimensions kShown{320, 240};
+
+class ScaledPart : public Crop {
+protected:
+    /// A film whose pixels and colours are those of `value(plane, x, y)`, x and y in pixels.
+    template <typename Value>
+    static std::vector<uint8_t> Film(Value value) {
+        std::vector<uint8_t> film;
+        for (int plane = 0; plane < 3; ++plane) {
+            const int step = plane == 0 ? 1 : 2;
+            for (int y = 0; y < kFilm.height; y += step) {
+                for (int x = 0; x < kFilm.width; x += step) {
+                    film.push_back(static_cast<uint8_t>(value(plane, x, y)));
+                }
+            }
+        }
+        return film;
+    }
+
+    /// Eight bars along an axis of 640 or 480 pixels.
+    static int Bar(int plane, int position) { return 40 + (position / 60 * (plane + 3) * 37) % 176; }
+
+    static std::vector<uint8_t> SmoothFilm() {
+        return Film([](int plane, int x, int y) {
+            return 128 + 90 * std::sin((x + 50 * plane) / 97.0) * std::cos((y - 30 * plane) / 71.0);
+        });
+    }
+
+    std::vector<uint8_t> Shown(unsigned int colorSpace, Rect part, const std::vector<uint8_t>& film) {
+        return Run(*NewTransform(colorSpace, kFilm, part, CSP_RGB24, kShown), film);
+    }
+
+    /// The part with all its colour samples, by pointers into the planes.
+    static std::vector<uint8_t> TakenByPointers(Rect part, const std::vector<uint8_t>& film) {
+        const uint8_t* const luma = film.data();
+        std::vector<uint8_t> taken;
+        for (int y = part.y; y < part.y + part.h; ++y) {
+            taken.insert(taken.end(), luma + y * kFilm.width + part.x, luma + y * kFilm.width + part.x + part.w);
+        }
+        const int step = part.x / 2 + (kFilm.width - part.x) / 2;
+        for (const uint8_t* plane : {luma + 640 * 480, luma + 640 * 480 + 320 * 240}) {
+            const uint8_t* row = plane + kFilm.width / 2 * part.y / 2 + part.x / 2;
+            for (int y = 0; y < (part.h + 1) / 2; ++y, row += step) {
+                taken.insert(taken.end(), row, row + (part.w + 1) / 2);
+            }
+        }
+        return taken;
+    }
+
+    static double Psnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+        double squares = 0;
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            squares += (a[i] - b[i]) * (a[i] - b[i]);
+        }
+        return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / squares);
+    }
+};
+
+TEST_F(ScaledPart, UprightBarsStayUpright) {
+    const std::vector<uint8_t> film = Film([](int plane, int x, int) { return Bar(plane, x); });
+    for (const Rect part : {Rect{64, 48, 211, 158}, {64, 48, 210, 157}, {64, 48, 211, 157}, {0, 0, 633, 474}}) {
+        const std::vector<uint8_t> shown = Shown(CSP_YUV420P, part, film);
+        ASSERT_EQ(shown.size(), 320U * 240 * 3);
+        const std::vector<uint8_t> first(shown.begin(), shown.begin() + 960);
+        for (std::ptrdiff_t row = 1; row < 240; ++row) {
+            ASSERT_EQ(std::vector<uint8_t>(shown.begin() + row * 960, shown.begin() + (row + 1) * 960), first)
+                << "row " << row << " of " << part.w << "x" << part.h;
+        }
+    }
+}
+
+TEST_F(ScaledPart, LyingBarsStayLevel) {
+    const std::vector<uint8_t> film = Film([](int plane, int, int y) { return Bar(plane, y); });
+    for (const Rect part : {Rect{64, 48, 211, 158}, {64, 48, 210, 157}, {64, 48, 211, 157}, {0, 0, 633, 474}}) {
+        const std::vector<uint8_t> shown = Shown(CSP_YUV420P_ALT, part, film);
+        ASSERT_EQ(shown.size(), 320U * 240 * 3);
+        for (std::size_t i = 3; i < shown.size(); ++i) {
+            if (i % 960 >= 3) {
+                ASSERT_EQ(shown[i], shown[i - 3]) << "byte " << i << " of " << part.w << "x" << part.h;
+            }
+        }
+    }
+}
+
+TEST_F(ScaledPart, HasTheColoursOfTheSamePartTakenByPointers) {
+    const std::vector<uint8_t> film = SmoothFilm();
+    for (int parity = 0; parity < 16; ++parity) {
+        const Rect part{64 + parity % 2, 48 + parity / 2 % 2, 210 + parity / 4 % 2, 158 + parity / 8};
+        for (const unsigned int colorSpace : {CSP_YUV420P_ALT, CSP_YUV420P}) {
+            const std::vector<uint8_t> shown = Shown(colorSpace, part, film);
+            const std::vector<uint8_t> expected =
+                ScaleLikeFfmpeg(CSP_YUV420P, {part.w, part.h}, TakenByPointers(part, film).data(), CSP_RGB24, kShown);
+            ASSERT_EQ(shown.size(), expected.size());
+            EXPECT_GT(Psnr(shown, expected), 50) << part.w << "x" << part.h << " at " << part.x << ", " << part.y;
+        }
     }
 }
 

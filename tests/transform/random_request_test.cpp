@@ -9,6 +9,7 @@
 #include "common/guarded_buffer.h"
 #include "common/log_capture.h"
 #include "transform/pictures.h"
+#include "transform/slow_crop.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -121,10 +122,27 @@ protected:
         const std::vector<uint8_t> bytes = BytesOf(static_cast<CFfmpegVideoTransform&>(transform), *picture);
         const CVideoTransformBase::CROP_RECT part = Requests::PartOf(request);
         if (HasCrop(request, part)) {
-            EXPECT_GE(bytes.size(), TightSize(request.to, request.out));
+            EXPECT_EQ(bytes, ExpectedPart(request, part, frame.GetData()));
         } else {
             EXPECT_EQ(bytes, ScaleLikeFfmpeg(request.from, request.in, frame.GetData(), request.to, request.out));
         }
+    }
+
+    /// The part, cut out and scaled in ways of the tests' own.
+    static std::vector<uint8_t> ExpectedPart(const Request& request, const CVideoTransformBase::CROP_RECT& part,
+                                             const uint8_t* bytes) {
+        const std::vector<uint8_t> source(bytes, bytes + TightSize(request.from, request.in));
+        const Dimensions size{part.w, part.h};
+        if (part.w < 0 || part.h < 0) {
+            const std::vector<uint8_t> zeros(source.size());
+            return ScaleLikeFfmpeg(request.from, request.in, zeros.data(), request.to, request.out);
+        }
+        const std::vector<uint8_t> cropped = CropSlowly(request.from, request.in, part, source);
+        if (request.from == request.to && part.w == request.out.width && part.h == request.out.height) {
+            return cropped;
+        }
+        return ScaleLikeFfmpeg(request.from, size, WithWholeChroma(request.from, size, cropped).data(), request.to,
+                               request.out);
     }
 
     void Expect(const Request& request, std::int64_t timestamp) {
