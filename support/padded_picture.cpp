@@ -9,12 +9,6 @@ constexpr int kWidthMultiple = 32;
 constexpr int kRowAlignment = 64;
 constexpr std::size_t kSlack = 64;
 
-void RequireRoom(int result) {
-    if (result < 0) {
-        throw std::bad_alloc();
-    }
-}
-
 /// What a tight row of a plane holds, and the bytes at its end that stand for its last pixel.
 struct PlaneRow {
     int bytes;
@@ -33,18 +27,32 @@ PlaneRow RowOf(AVPixelFormat format, int plane, int width) {
 
 }  // namespace
 
+std::optional<PaddedPicture> PaddedPicture::Make(AVPixelFormat format, int width, int height) {
+    std::optional<PaddedPicture> picture(PaddedPicture(format, width, height));
+    if (!picture->LayOut()) {
+        picture.reset();
+    }
+    return picture;
+}
+
 PaddedPicture::PaddedPicture(AVPixelFormat format, int width, int height)
-    : m_Format(format), m_Width(width), m_Height(height) {
-    RequireRoom(av_image_fill_linesizes(m_Linesizes, format, FFALIGN(width, kWidthMultiple)));
+    : m_Format(format), m_Width(width), m_Height(height) {}
+
+bool PaddedPicture::LayOut() {
+    if (av_image_fill_linesizes(m_Linesizes, m_Format, FFALIGN(m_Width, kWidthMultiple)) < 0) {
+        return false;
+    }
     for (int& linesize : m_Linesizes) {
         linesize = FFALIGN(linesize, kRowAlignment);
     }
-    const int size = av_image_fill_pointers(m_Planes, format, height, nullptr, m_Linesizes);
-    RequireRoom(size);
+    const int size = av_image_fill_pointers(m_Planes, m_Format, m_Height, nullptr, m_Linesizes);
+    if (size < 0) {
+        return false;
+    }
     const std::size_t room = static_cast<std::size_t>(size) + kSlack;
     m_pBytes.reset(static_cast<uint8_t*>(::operator new(room, std::align_val_t(kRowAlignment))));
     std::memset(m_pBytes.get(), 0, room);  // some conversions leave the last column of an odd width alone
-    RequireRoom(av_image_fill_pointers(m_Planes, format, height, m_pBytes.get(), m_Linesizes));
+    return av_image_fill_pointers(m_Planes, m_Format, m_Height, m_pBytes.get(), m_Linesizes) >= 0;
 }
 
 void PaddedPicture::CopyTo(uint8_t* planes[4], const int linesizes[4]) const {

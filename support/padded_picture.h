@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "support/ffmpeg.h"
 
@@ -13,8 +14,9 @@ public:
     /// True where the scaler must not be given tight rows of that width.
     static bool IsNeededFor(int width) { return width % 16 != 0; }
 
-    /// Throws `std::bad_alloc` where such a picture cannot be had. REQUIRES: a software format, sizes above 0.
-    PaddedPicture(AVPixelFormat format, int width, int height);
+    /// None where FFmpeg cannot lay such a picture out: a format without rows, or more bytes than it counts. Throws
+    /// `std::bad_alloc` where there is no memory for it. REQUIRES: sizes above 0.
+    static std::optional<PaddedPicture> Make(AVPixelFormat format, int width, int height);
 
     uint8_t* const* Planes() const { return m_Planes; }
     const int* Linesizes() const { return m_Linesizes; }
@@ -30,6 +32,9 @@ private:
     struct AlignedDelete {
         void operator()(uint8_t* bytes) const;
     };
+
+    PaddedPicture(AVPixelFormat format, int width, int height);
+    bool LayOut();
 
     AVPixelFormat m_Format;
     int m_Width;

@@ -112,8 +112,8 @@ void CFfmpegVideoTransform::MakeScaling() {
         PictureBytes(m_Input.format, m_SourceSize.height, m_SrcLineSizes) < 0) {
         return;
     }
-    m_Scaling.emplace(PictureShape{m_Input.format, m_SourceSize.width, m_SourceSize.height}, m_SrcLineSizes,
-                      PictureShape{m_Output.format, m_OutputSize.width, m_OutputSize.height}, m_DstLineSizes);
+    m_Scaling = TightScaling::Make({m_Input.format, m_SourceSize.width, m_SourceSize.height}, m_SrcLineSizes,
+                                   {m_Output.format, m_OutputSize.width, m_OutputSize.height}, m_DstLineSizes);
 }
 
 int CFfmpegVideoTransform::GetOutFrameLength() {

@@ -87,6 +87,6 @@ private:
     Size m_InputSize;
     Size m_OutputSize;
     Size m_SourceSize;
-    // Not there where no picture is ever scaled.
+    // Not there where no picture is ever scaled, or can be.
     std::optional<TightScaling> m_Scaling;
 };

@@ -69,17 +69,34 @@ bool MayBeWrittenInPlace(const PictureShape& from, const PictureShape& to) {
 
 }  // namespace
 
+std::optional<TightScaling> TightScaling::Make(const PictureShape& from, const int fromLinesizes[4],
+                                               const PictureShape& to, const int toLinesizes[4]) {
+    std::optional<TightScaling> scaling(TightScaling(from, fromLinesizes, to, toLinesizes));
+    if (!scaling->MakePadded(to)) {
+        scaling.reset();
+    }
+    return scaling;
+}
+
 TightScaling::TightScaling(const PictureShape& from, const int fromLinesizes[4], const PictureShape& to,
                            const int toLinesizes[4])
     : m_From(from), m_nDirectRows(DirectRows(from, fromLinesizes, to)) {
     std::copy_n(fromLinesizes, 4, m_FromLinesizes);
     std::copy_n(toLinesizes, 4, m_ToLinesizes);
-    if (m_nDirectRows < from.height) {
-        m_LastRows.emplace(from.format, from.width, from.height - m_nDirectRows);
+}
+
+bool TightScaling::MakePadded(const PictureShape& to) {
+    if (m_nDirectRows < m_From.height) {
+        m_LastRows = PaddedPicture::Make(m_From.format, m_From.width, m_From.height - m_nDirectRows);
+        if (!m_LastRows) {
+            return false;
+        }
     }
-    if (!MayBeWrittenInPlace(from, to)) {
-        m_PaddedTarget.emplace(to.format, to.width, to.height);
+    if (!MayBeWrittenInPlace(m_From, to)) {
+        m_PaddedTarget = PaddedPicture::Make(to.format, to.width, to.height);
+        return m_PaddedTarget.has_value();
     }
+    return true;
 }
 
 int TightScaling::Scale(SwsContext* scaler, uint8_t* const from[4], uint8_t* to[4]) {

@@ -18,15 +18,20 @@ struct PictureShape {
 /// of it does. Of the conversions only a few write past the end, and then into a padded picture of our own.
 class TightScaling {
 public:
-    /// Throws std::bad_alloc. REQUIRES: formats that the transforms take, sizes above 0.
-    TightScaling(const PictureShape& from, const int fromLinesizes[4], const PictureShape& to,
-                 const int toLinesizes[4]);
+    /// None where a padded picture would have more bytes than FFmpeg counts. Throws std::bad_alloc.
+    /// REQUIRES: formats that the transforms take, sizes above 0.
+    static std::optional<TightScaling> Make(const PictureShape& from, const int fromLinesizes[4],
+                                            const PictureShape& to, const int toLinesizes[4]);
 
-    /// Scales the picture at `from`, with the line sizes of the constructor. What sws_scale answers: negative on
+    /// Scales the picture at `from`, with the line sizes that were told. What sws_scale answers: negative on
     /// failure.
     int Scale(SwsContext* scaler, uint8_t* const from[4], uint8_t* to[4]);
 
 private:
+    TightScaling(const PictureShape& from, const int fromLinesizes[4], const PictureShape& to,
+                 const int toLinesizes[4]);
+
+    bool MakePadded(const PictureShape& to);
     int ScaleTo(SwsContext* scaler, uint8_t* const from[4], uint8_t* const to[4], const int toLinesizes[4]);
 
     PictureShape m_From;

@@ -64,7 +64,7 @@ bool DecoderCspTransform::CreateTransform(const DecoderCspParams& src, const Dec
     TRANSFORM_LOG(Warning, "CreateTransform") << "from: " << src << ", to: " << dst;
     m_Src = src;
     m_Dst = dst;
-    m_pPadded.reset();
+    m_Padded.reset();
 
     if (av_image_fill_linesizes(m_DstLinesizes, FormatOf(m_Dst), m_Dst.w) < 0) {
         TRANSFORM_LOG(Critical, "CreateTransform") << "failed to fill linesizes";
@@ -86,23 +86,31 @@ bool DecoderCspTransform::CreateTransform(const DecoderCspParams& src, const Dec
     return true;
 }
 
+// True where none is needed, too.
+bool DecoderCspTransform::HasPadding() {
+    if (!PaddedPicture::IsNeededFor(m_Dst.w)) {
+        return true;
+    }
+    if (!m_Padded) {
+        m_Padded = PaddedPicture::Make(FormatOf(m_Dst), m_Dst.w, m_Dst.h);
+    }
+    return m_Padded.has_value();
+}
+
 bool DecoderCspTransform::Scale(const AVFrame* src, unsigned char* dst) {
     uint8_t* tight[4];
-    if (av_image_fill_pointers(tight, FormatOf(m_Dst), m_Dst.h, dst, m_DstLinesizes) < 0) {
+    if (av_image_fill_pointers(tight, FormatOf(m_Dst), m_Dst.h, dst, m_DstLinesizes) < 0 || !HasPadding()) {
         TRANSFORM_LOG(Critical, "Transform") << "failed to fill pointers";
         return false;
     }
-    if (PaddedPicture::IsNeededFor(m_Dst.w) && m_pPadded == nullptr) {
-        m_pPadded = std::make_unique<PaddedPicture>(FormatOf(m_Dst), m_Dst.w, m_Dst.h);
-    }
-    uint8_t* const* planes = m_pPadded != nullptr ? m_pPadded->Planes() : tight;
-    const int* linesizes = m_pPadded != nullptr ? m_pPadded->Linesizes() : m_DstLinesizes;
+    uint8_t* const* planes = m_Padded ? m_Padded->Planes() : tight;
+    const int* linesizes = m_Padded ? m_Padded->Linesizes() : m_DstLinesizes;
     if (sws_scale(m_pSwsContext.get(), src->data, src->linesize, 0, src->height, planes, linesizes) < 0) {
         TRANSFORM_LOG(Critical, "Transform") << "sws_scale got error";
         return false;
     }
-    if (m_pPadded != nullptr) {
-        m_pPadded->CopyTo(tight, m_DstLinesizes);
+    if (m_Padded) {
+        m_Padded->CopyTo(tight, m_DstLinesizes);
     }
     return true;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -31,6 +31,7 @@ public:
 
 private:
     bool ArmFor(const DecoderCspParams& src, const DecoderCspParams& dst);
+    bool HasPadding();
     bool Scale(const AVFrame* src, unsigned char* dst);
     void CountFrame();
 
@@ -42,5 +43,5 @@ private:
     uint32_t m_nFrames = 0;
     std::string m_strName = "DecoderCspTransform";
     // Where the rows of the target would be too tight for the scaler.
-    std::unique_ptr<PaddedPicture> m_pPadded;
+    std::optional<PaddedPicture> m_Padded;
 };

@@ -18,7 +18,7 @@ TEST(PaddedPicture, IsNeededUnlessRowsAreWholeBlocksOf16) {
 }
 
 TEST(PaddedPicture, HasAlignedRowsOfTheWidthRoundedUp) {
-    const PaddedPicture planar(AV_PIX_FMT_YUV420P, 33, 17);
+    const PaddedPicture planar = *PaddedPicture::Make(AV_PIX_FMT_YUV420P, 33, 17);
     EXPECT_EQ(planar.Linesizes()[0], 64);
     EXPECT_EQ(planar.Linesizes()[1], 64);
     EXPECT_EQ(planar.Linesizes()[2], 64);
@@ -27,7 +27,7 @@ TEST(PaddedPicture, HasAlignedRowsOfTheWidthRoundedUp) {
     EXPECT_EQ(planar.Planes()[2] - planar.Planes()[1], 9 * 64);
     EXPECT_EQ(planar.Planes()[3], nullptr);
 
-    const PaddedPicture packed(AV_PIX_FMT_RGB24, 854, 2);
+    const PaddedPicture packed = *PaddedPicture::Make(AV_PIX_FMT_RGB24, 854, 2);
     EXPECT_EQ(packed.Linesizes()[0], 2624);
     for (const PaddedPicture* picture : {&planar, &packed}) {
         EXPECT_EQ(reinterpret_cast<uintptr_t>(picture->Planes()[0]) % 64, 0U);
@@ -35,7 +35,7 @@ TEST(PaddedPicture, HasAlignedRowsOfTheWidthRoundedUp) {
 }
 
 TEST(PaddedPicture, CopiesItsRowsWithoutTheirPadding) {
-    const PaddedPicture picture(AV_PIX_FMT_YUV420P, 3, 3);
+    const PaddedPicture picture = *PaddedPicture::Make(AV_PIX_FMT_YUV420P, 3, 3);
     for (int plane = 0; plane < 3; ++plane) {
         for (int row = 0; row < (plane == 0 ? 3 : 2); ++row) {
             std::memset(picture.Planes()[plane] + row * 64, 10 * plane + row, 64);
@@ -48,9 +48,10 @@ TEST(PaddedPicture, CopiesItsRowsWithoutTheirPadding) {
     EXPECT_EQ(tight, (std::vector<uint8_t>{0, 0, 0, 1, 1, 1, 2, 2, 2, 10, 10, 11, 11, 20, 20, 21, 21}));
 }
 
-TEST(PaddedPicture, ThatCannotBeHadIsAnAllocationFailure) {
-    EXPECT_THROW(PaddedPicture(AV_PIX_FMT_BGRA, 30001, 30000), std::bad_alloc);
-    EXPECT_THROW(PaddedPicture(AV_PIX_FMT_VAAPI, 16, 16), std::bad_alloc);
+TEST(PaddedPicture, ThatCannotBeLaidOutIsNone) {
+    EXPECT_FALSE(PaddedPicture::Make(AV_PIX_FMT_BGRA, 8947, 60000));
+    EXPECT_FALSE(PaddedPicture::Make(AV_PIX_FMT_VAAPI, 16, 16));
+    EXPECT_FALSE(PaddedPicture::Make(AV_PIX_FMT_NONE, 16, 16));
 }
 
 }  // namespace

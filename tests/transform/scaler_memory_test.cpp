@@ -2,8 +2,11 @@
 // target: its fast paths read and write whole vector registers.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
+#include <string>
+#include <tuple>
 
 #include "common/guarded_buffer.h"
 #include "common/log_capture.h"
@@ -18,11 +21,15 @@ struct Case {
     Dimensions to;
 };
 
-class ScalerMemory : public testing::TestWithParam<unsigned int> {
+template <typename Param>
+class ScalerMemoryOf : public testing::TestWithParam<Param> {
 protected:
-    ScalerMemory() : m_Source(kRoom), m_Target(kRoom) {
+    ScalerMemoryOf() : m_Source(kRoom), m_Target(kRoom) {
         av_log_set_level(AV_LOG_QUIET);  // the scaler's own words
     }
+
+    /// The colour space of the source.
+    virtual unsigned int From() const = 0;
 
     void ExpectScalersPictures(const Case& c) {
         for (const unsigned int to : kColorSpaces) {
@@ -30,17 +37,16 @@ protected:
                          std::to_string(c.to.width) + "x" + std::to_string(c.to.height) + ", colour space " +
                          std::to_string(to));
             ExpectScalersPicture(c, to);
-            ASSERT_FALSE(HasFatalFailure());
+            ASSERT_FALSE(testing::Test::HasFatalFailure());
         }
     }
 
     void ExpectScalersPicture(const Case& c, unsigned int to) {
         const std::vector<uint8_t> source =
-            Noise(TightSize(GetParam(), c.from), static_cast<unsigned int>(c.from.width * 7 + c.from.height));
-        const std::vector<uint8_t> expected = ScaleLikeFfmpeg(GetParam(), c.from, source.data(), to, c.to);
+            Noise(TightSize(From(), c.from), static_cast<unsigned int>(c.from.width * 7 + c.from.height));
+        const std::vector<uint8_t> expected = ScaleLikeFfmpeg(From(), c.from, source.data(), to, c.to);
         // A part of no size is none, but asks for a scaler where the picture would stay as it is.
-        const std::shared_ptr<CFfmpegVideoTransform> transform =
-            NewTransform(GetParam(), c.from, {0, 0, 0, 0}, to, c.to);
+        const std::shared_ptr<CFfmpegVideoTransform> transform = NewTransform(From(), c.from, {0, 0, 0, 0}, to, c.to);
         ASSERT_EQ(expected.empty(), transform == nullptr);
         if (transform == nullptr) {
             return;
@@ -63,6 +69,11 @@ protected:
     LogCapture m_Log{uvqlog::Severity::Critical};  // of the shapes that the scaler does not offer
     GuardedBuffer m_Source;
     GuardedBuffer m_Target;
+};
+
+class ScalerMemory : public ScalerMemoryOf<unsigned int> {
+protected:
+    unsigned int From() const override { return GetParam(); }
 };
 
 // Every width with every fifth height, a different fifth from width to width.
@@ -121,32 +132,52 @@ TEST_P(ScalerMemory, UsualSizesAreLikeTheScalersInsideTheirBuffers) {
     }
 }
 
-/// What processors of all ages can do, until the end of the scope.
-class Processor {
-public:
-    explicit Processor(int flags) { av_force_cpu_flags(flags); }
-    ~Processor() { av_force_cpu_flags(-1); }
-    Processor(const Processor&) = delete;
-    Processor& operator=(const Processor&) = delete;
+constexpr int kSse2 = AV_CPU_FLAG_MMX | AV_CPU_FLAG_MMXEXT | AV_CPU_FLAG_SSE | AV_CPU_FLAG_SSE2;
+constexpr int kSsse3 = kSse2 | AV_CPU_FLAG_SSE3 | AV_CPU_FLAG_SSSE3;
+constexpr int kAvx = kSsse3 | AV_CPU_FLAG_SSE4 | AV_CPU_FLAG_SSE42 | AV_CPU_FLAG_AVX;
+
+/// Processors of all ages, by what they can do.
+struct Processor {
+    const char* name;
+    int flags;
 };
 
-// Each generation has fast paths of its own.
-TEST_P(ScalerMemory, OlderProcessorsAreServedInsideTheBuffersToo) {
-    constexpr int kSse2 = AV_CPU_FLAG_MMX | AV_CPU_FLAG_MMXEXT | AV_CPU_FLAG_SSE | AV_CPU_FLAG_SSE2;
-    constexpr int kSsse3 = kSse2 | AV_CPU_FLAG_SSE3 | AV_CPU_FLAG_SSSE3;
-    constexpr int kAvx = kSsse3 | AV_CPU_FLAG_SSE4 | AV_CPU_FLAG_SSE42 | AV_CPU_FLAG_AVX;
-    std::mt19937 random(4);
-    const auto any = [&random] { return 8 + static_cast<int>(random() % 63); };
-    for (const int flags : {0, kSse2, kSsse3, kAvx}) {
-        const Processor processor(flags);
+class OlderProcessor : public ScalerMemoryOf<std::tuple<unsigned int, Processor>> {
+protected:
+    unsigned int From() const override { return std::get<0>(GetParam()); }
+
+    void Scale() {
+        std::mt19937 random(4);
+        const auto any = [&random] { return 8 + static_cast<int>(random() % 63); };
         for (int width = 8; width <= 70; ++width) {
             const int height = any();
             ExpectScalersPictures({{width, height}, {width, height}});
             ExpectScalersPictures({{any(), any()}, {width, any()}});
-            ASSERT_FALSE(HasFatalFailure()) << "flags " << flags;
+            ASSERT_FALSE(HasFatalFailure());
         }
     }
+};
+
+// Each generation has fast paths of its own, which libswscale picks when the first scaler of a process is made: hence a
+// process for each.
+TEST_P(OlderProcessor, IsServedInsideTheBuffersToo) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto work = [this] {
+        av_force_cpu_flags(av_get_cpu_flags() & std::get<1>(GetParam()).flags);
+        Scale();
+        std::exit(HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(work(), testing::ExitedWithCode(0), "");
 }
+
+INSTANTIATE_TEST_SUITE_P(From, OlderProcessor,
+                         testing::Combine(testing::ValuesIn(kColorSpaces),
+                                          testing::Values(Processor{"None", 0}, Processor{"Sse2", kSse2},
+                                                          Processor{"Ssse3", kSsse3}, Processor{"Avx", kAvx})),
+                         [](const auto& instance) {
+                             return "ColorSpace" + std::to_string(std::get<0>(instance.param)) +
+                                    std::get<1>(instance.param).name;
+                         });
 
 INSTANTIATE_TEST_SUITE_P(From, ScalerMemory, testing::ValuesIn(kColorSpaces),
                          [](const auto& instance) { return "ColorSpace" + std::to_string(instance.param); });

@@ -226,6 +226,19 @@ TEST_F(SoftwareTransform, APictureTooLargeToPointIntoFailsFrameByFrame) {
     }
 }
 
+// FFmpeg counts the bytes of a picture in an int, those between its rows included.
+TEST_F(SoftwareTransform, APictureTooLargeForItsPaddingFailsFrameByFrame) {
+    const auto transform = NewTransform(CSP_BGRA, {8947, 60000}, CSP_BGRA, {640, 4096});
+    ASSERT_NE(transform, nullptr);
+    m_Log.Take();
+    unsigned char byte = 0;
+    HostFrame frame(&byte, 77);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(transform->Transform(&frame), nullptr);
+        EXPECT_THAT(m_Log.Take(), ElementsAre(kScaleFailed));
+    }
+}
+
 TEST_F(SoftwareTransform, ATargetTooLargeToPointIntoHasNoOutput) {
     EXPECT_THROW(NewTransform(CSP_BGRA, {4096, 4096}, CSP_BGRA, {16384, 60000}), std::length_error);
 }

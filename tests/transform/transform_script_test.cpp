@@ -152,6 +152,27 @@ TEST_F(TransformScript, PointersThatCannotBeHadAreAFailureOfTheirSide) {
     EXPECT_THAT(m_Log.Take(), IsEmpty());
 }
 
+TEST_F(TransformScript, PaddingThatCannotBeLaidOutFailsFrameByFrame) {
+    const auto expectFailure = [this] {
+        const auto transform = NewTransform(CSP_RGB24, kSize, CSP_BGRA, {41, 41});
+        g_GoodLinesizes.reset();
+        g_GoodPointers.reset();
+        ASSERT_NE(transform, nullptr);
+        m_Log.Take();
+        ExpectFailureOfTransform(*transform, 1, "CFfmpegVideoTransform::Transform:  sws_scale failed");
+        EXPECT_THAT(g_Calls, IsEmpty());
+    };
+    // Two calls of either sort belong to the picture itself; then come its last rows, then the target.
+    for (const int good : {2, 3}) {
+        g_GoodLinesizes = good;
+        expectFailure();
+    }
+    for (const int good : {2, 4}) {
+        g_GoodPointers = good;
+        expectFailure();
+    }
+}
+
 TEST_F(TransformScript, AFailingScalerIsToldAndTheNextFrameTriedAsUsual) {
     const std::vector<uint8_t> expected = ScaleLikeFfmpeg(CSP_YUV420P, kSize, m_Source.data(), CSP_RGB24, kSize);
     const auto transform = NewTransform(CSP_YUV420P, kSize, CSP_RGB24, kSize);

@@ -188,6 +188,19 @@ TEST_F(Transform, PointersThatCannotBeHadAreAFailure) {
     EXPECT_THAT(m_Log.Take(), IsEmpty());
 }
 
+// FFmpeg counts the bytes of a picture in an int, those between its rows included.
+TEST_F(Transform, APictureTooLargeForItsPaddingIsRefused) {
+    AVFrame from{};
+    from.format = AV_PIX_FMT_YUV420P;
+    from.width = 8947;
+    from.height = 60000;
+    const DecoderCspParams to{AV_PIX_FMT_BGRA, 8947, 60000};
+    unsigned char byte = 0;
+    EXPECT_FALSE(m_Transform.Transform(&from, &byte, 2147483647, to));
+    EXPECT_THAT(m_Log.Take(), ElementsAre(Armed({AV_PIX_FMT_YUV420P, 8947, 60000}, to),
+                                          Line(Severity::Critical, "Transform: failed to fill pointers")));
+}
+
 TEST_F(Transform, AScalerErrorIsAFailureAndLeavesTheBuffer) {
     for (const int width : {32, 33}) {
         const Picture from = NoisePicture(AV_PIX_FMT_YUV420P, width, 18, 1);
