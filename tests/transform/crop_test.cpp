@@ -37,7 +37,10 @@ protected:
     }
 
     void ExpectPart(unsigned int colorSpace, Dimensions size, Rect part) {
-        const std::vector<uint8_t> source = Noise(TightSize(colorSpace, size), 1);
+        ExpectPart(colorSpace, size, part, Noise(TightSize(colorSpace, size), 1));
+    }
+
+    void ExpectPart(unsigned int colorSpace, Dimensions size, Rect part, const std::vector<uint8_t>& source) {
         const auto transform = NewTransform(colorSpace, size, part, colorSpace, {part.w, part.h});
         ASSERT_EQ(Run(*transform, source), CropSlowly(colorSpace, size, part, source))
             << "colour space " << colorSpace << ", " << part.w << "x" << part.h << " at " << part.x << ", " << part.y
@@ -146,8 +149,8 @@ TEST_F(Crop, AnyPlaceOutsideThePictureStaysInsideTheBuffers) {
         const std::vector<uint8_t> source = Noise(TightSize(colorSpace, size), 4);
         for (int x = -30; x <= 30; ++x) {
             for (int y = -30; y <= 30; ++y) {
-                const auto transform = NewTransform(colorSpace, size, {x, y, 5, 6}, colorSpace, {5, 6});
-                ASSERT_FALSE(Run(*transform, source).empty());
+                ExpectPart(colorSpace, size, {x, y, 5, 6}, source);
+                ASSERT_FALSE(HasFatalFailure());
             }
         }
         for (const int far : {-2147483647 - 1, 2147483647}) {
