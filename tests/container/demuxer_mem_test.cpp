@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <random>
 #include <string>
@@ -157,6 +158,16 @@ TEST_F(DemuxerMem, TellsTheStreamsBeforeThePackets) {
     EXPECT_FALSE(collector.Threads().count(std::this_thread::get_id()));
 }
 
+TEST_F(DemuxerMem, TellsEachStreamByItsOwnIndex) {
+    std::vector<unsigned char> bytes = ReadFile(Clip("demux_sound_first.asf"));
+    Collector collector;
+    CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_ASF, &collector);
+    EXPECT_TRUE(demuxer->WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    collector.AwaitCallbacks(3);
+    demuxer->Delete();
+    EXPECT_THAT(collector.Streams(), ElementsAre("audio 0 codec 4 44100/1/2", "video 1 codec 4"));
+}
+
 TEST_F(DemuxerMem, GivesMinusOneForForeignCodecs) {
     std::vector<unsigned char> bytes = ReadFile(Clip("demux_foreign.asf"));
     Collector collector;
@@ -288,6 +299,33 @@ TEST(ReadDataProcTest, ReadsFromTheStartEachTime) {
     }
     char missing[] = "/no/such/file";
     EXPECT_EQ(ReadDataProc(missing, head, 4), -1);
+}
+
+TEST(ReadDataProcTest, ReadsAsMuchAsIsAskedForAndThere) {
+    std::string path = Clip("mux_mulaw.wav");
+    const std::vector<unsigned char> file = ReadFile(path);
+    const auto length = static_cast<int>(file.size());
+    for (const int size : {-2147483647 - 1, -1, 0, 1, length - 1, length, length + 1, length + 5000}) {
+        SCOPED_TRACE(size);
+        const int expected = std::clamp(size, 0, length);
+        std::vector<unsigned char> buffer(file.size() + 5000, 0xA5);
+        EXPECT_EQ(ReadDataProc(path.data(), buffer.data(), size), expected);
+        std::vector<unsigned char> read(file.begin(), file.begin() + expected);
+        read.resize(buffer.size(), 0xA5);
+        EXPECT_EQ(buffer, read);
+    }
+}
+
+TEST(ReadDataProcTest, LeavesNoFileOpen) {
+    std::string path = Clip("mux_mulaw.wav");
+    unsigned char head[4] = {};
+    const auto openFiles = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    const auto before = openFiles();
+    EXPECT_EQ(ReadDataProc(path.data(), head, 4), 4);
+    EXPECT_EQ(openFiles(), before);
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <atomic>
 #include <fstream>
+#include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "codrelay/codrelay.h"
@@ -36,6 +38,13 @@ public:
         while (!m_bBlocks) {
             std::this_thread::yield();
         }
+    }
+    /// True if it returns without blocking.
+    bool ReturnsAtOnce() {
+        while (!m_bBlocks && !m_bReturned) {
+            std::this_thread::yield();
+        }
+        return !m_bBlocks;
     }
     bool HasReturned() const { return m_bReturned; }
     // What WriteData answered.
@@ -147,6 +156,8 @@ TEST_F(DemuxerMem, WaitsForAThreadThatNobodyDestroyed) {
 
 // --- Back-pressure.
 
+constexpr std::size_t kHeaderOfMuLaw = 46;
+
 // A WAV whose data chunk has no end.
 std::vector<unsigned char> EndlessMuLaw(std::size_t size) {
     const unsigned char header[] = {'R',  'I',  'F', 'F', 0xFF, 0xFF, 0xFF, 0xFF, 'W',  'A', 'V', 'E',
@@ -177,14 +188,112 @@ TEST_F(DemuxerMem, TakesOneLapFromAHostWhoseReaderIsHeldAndThenBlocks) {
     demuxer.Destroy();
 }
 
+// What a reader has read that is held in the callback of the stream, with 4096 bytes taken, and then steps into that of
+// the first packet: all that was there when it looked for the bytes that the packet lacks.
+class SteppingReader {
+public:
+    SteppingReader() {
+        m_Collector.Hold();
+        EXPECT_EQ(m_Demuxer.Create("WAV format", &m_Collector), 1);
+        Write(4096);
+        m_Collector.AwaitCallbacks(1);
+    }
+    void Write(unsigned int size) {
+        EXPECT_TRUE(m_Demuxer.WriteData(m_Bytes.data() + m_nWritten, size));
+        m_nWritten += size;
+    }
+    void TakeWhatIsThere() {
+        m_Collector.Step();
+        m_Collector.AwaitCallbacks(2);
+    }
+    BlockedWriter WriteOneMore() { return BlockedWriter(&m_Demuxer, m_Bytes.data() + m_nWritten, 1); }
+    void Release() { m_Collector.Release(); }
+    void Destroy() { m_Demuxer.Destroy(); }
+
+private:
+    std::vector<unsigned char> m_Bytes = EndlessMuLaw(kCapacity + 1);
+    unsigned int m_nWritten = 0;
+    Collector m_Collector;
+    CDemuxerMem m_Demuxer;
+};
+
+TEST_F(DemuxerMem, ReadsALapAtOnce) {
+    SteppingReader reader;
+    reader.Write(kCapacity - 4096);
+    reader.TakeWhatIsThere();
+    BlockedWriter writer = reader.WriteOneMore();
+    EXPECT_TRUE(writer.ReturnsAtOnce());
+    reader.Release();
+    EXPECT_TRUE(writer.Join());
+    reader.Destroy();
+}
+
+TEST_F(DemuxerMem, BlocksWhileOneByteOfALapIsNotRead) {
+    SteppingReader reader;
+    reader.Write(kCapacity - 4096 - 1);
+    reader.TakeWhatIsThere();
+    reader.Write(1);
+    BlockedWriter writer = reader.WriteOneMore();
+    EXPECT_FALSE(writer.ReturnsAtOnce());
+    EXPECT_FALSE(writer.HasReturned());
+    reader.Release();
+    EXPECT_TRUE(writer.Join());
+    reader.Destroy();
+}
+
+// The sound that came out.
+std::vector<unsigned char> SoundOf(const std::vector<Packet>& packets) {
+    std::vector<unsigned char> sound;
+    for (const Packet& packet : packets) {
+        sound.insert(sound.end(), packet.bytes.begin(), packet.bytes.end());
+    }
+    return sound;
+}
+
 TEST_F(DemuxerMem, CompletesAWriteOfManyLapsInPieces) {
     std::vector<unsigned char> bytes = EndlessMuLaw(5 * kCapacity + 17);
+    std::mt19937 random(2021);
+    std::generate(bytes.begin() + kHeaderOfMuLaw, bytes.end(), random);
+    Collector collector;
+    collector.Hold();
+    CDemuxerMem demuxer;
+    ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
+    BlockedWriter writer(&demuxer, bytes.data(), static_cast<unsigned int>(bytes.size()));
+    writer.AwaitBlocked();
+    EXPECT_FALSE(writer.HasReturned());
+    collector.Release();
+    EXPECT_TRUE(writer.Join());
+    demuxer.Destroy();
+    // Of the last lap the reader may have read nothing.
+    const std::vector<unsigned char> sound = SoundOf(collector.Packets());
+    ASSERT_GE(sound.size(), 5u * kCapacity - kHeaderOfMuLaw);
+    ASSERT_LE(sound.size(), bytes.size() - kHeaderOfMuLaw);
+    EXPECT_TRUE(std::equal(sound.begin(), sound.end(), bytes.begin() + kHeaderOfMuLaw));
+}
+
+TEST_F(DemuxerMem, TakesTheWritesOfTwoThreadsOneAfterTheOther) {
+    constexpr std::size_t kLaps = 20;
+    std::vector<unsigned char> header = EndlessMuLaw(kHeaderOfMuLaw);
+    std::vector<unsigned char> ones(kLaps * kCapacity, 1);
+    std::vector<unsigned char> twos(kLaps * kCapacity + kCapacity - kHeaderOfMuLaw + 1, 2);
     Collector collector;
     CDemuxerMem demuxer;
     ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
-    EXPECT_TRUE(demuxer.WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    ASSERT_TRUE(demuxer.WriteData(header.data(), static_cast<unsigned int>(header.size())));
+    collector.AwaitCallbacks(1);
+    BlockedWriter first(&demuxer, ones.data(), static_cast<unsigned int>(ones.size()));
+    BlockedWriter second(&demuxer, twos.data(), static_cast<unsigned int>(twos.size()));
+    EXPECT_TRUE(first.Join());
+    EXPECT_TRUE(second.Join());
     demuxer.Destroy();
-    EXPECT_GE(collector.Packets().size(), 1u);
+    const std::vector<unsigned char> sound = SoundOf(collector.Packets());
+    // All but the byte behind the last lap.
+    ASSERT_GE(sound.size(), ones.size() + twos.size() - 1);
+    const auto changes = std::count_if(sound.begin() + 1, sound.end(), [before = sound[0]](unsigned char byte) mutable {
+        return std::exchange(before, byte) != byte;
+    });
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(static_cast<std::size_t>(std::count(sound.begin(), sound.end(), 1)), ones.size());
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <new>
 #include <thread>
 
 #include "codrelay/codrelay.h"
@@ -12,7 +13,17 @@ std::atomic<int> g_nDetached{0};
 std::atomic<bool> g_bNoThreads{false};
 
 namespace {
+
 thread_local std::atomic<bool>* t_pBlocks = nullptr;
+std::atomic<bool> g_bReaderFails{false};
+std::atomic<std::thread::id> g_HostThread;
+
+void FailIfTold() {
+    if (g_bReaderFails && g_HostThread.load() != std::this_thread::get_id() && g_bReaderFails.exchange(false)) {
+        throw std::bad_alloc();
+    }
+}
+
 }  // namespace
 
 void RaiseWhenBlocking(std::atomic<bool>* blocks) {
@@ -23,6 +34,11 @@ void AwaitReaderWaits(std::size_t count) {
     while (g_nReaderWaits < count) {
         std::this_thread::yield();
     }
+}
+
+void FailTheReadersNextAllocation() {
+    g_HostThread = std::this_thread::get_id();
+    g_bReaderFails = true;
 }
 
 extern "C" bool __real__ZN14CConditionWait4WaitEv(CConditionWait* self);
@@ -49,4 +65,16 @@ SCRIPTED int __wrap_pthread_detach(pthread_t thread) {
     const int result = __real_pthread_detach(thread);
     ++g_nDetached;
     return result;
+}
+
+extern "C" void* __real__Znwm(std::size_t size);
+extern "C" void* __wrap__Znwm(std::size_t size) {
+    FailIfTold();
+    return __real__Znwm(size);
+}
+
+extern "C" void* __real__Znam(std::size_t size);
+extern "C" void* __wrap__Znam(std::size_t size) {
+    FailIfTold();
+    return __real__Znam(size);
 }

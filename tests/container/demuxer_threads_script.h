@@ -4,7 +4,7 @@
 #include <cstddef>
 
 // What the threads around a memory demuxer do, seen and scripted at link time. For test programs that wrap
-// _ZN14CConditionWait4WaitEv, pthread_create and pthread_detach.
+// _ZN14CConditionWait4WaitEv, pthread_create, pthread_detach, _Znwm and _Znam.
 
 /// How often a reader has begun to wait for bytes.
 extern std::atomic<std::size_t> g_nReaderWaits;
@@ -17,3 +17,6 @@ void AwaitReaderWaits(std::size_t count);
 
 /// The calling thread is a writer, and raises the flag just before it blocks for space.
 void RaiseWhenBlocking(std::atomic<bool>* blocks);
+
+/// The next object or array that another thread than the calling one asks for is not to be had.
+void FailTheReadersNextAllocation();
