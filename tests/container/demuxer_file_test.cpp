@@ -184,13 +184,14 @@ TEST(DemuxerFile, WhatTheCallbackThrowsPassesToTheHost) {
     } callback;
     CDemuxerFile demuxer;
     ASSERT_TRUE(demuxer.Open(Clip("demux_film.mp4").c_str(), &callback));
+    const auto expected = PacketsOf(Clip("demux_film.mp4"));
     LogCapture log;
     EXPECT_EQ(demuxer.ReadNextFrame(), 1);
     EXPECT_THROW(demuxer.ReadNextFrame(), std::runtime_error);
     EXPECT_TRUE(demuxer.IsOpen());
     while (demuxer.ReadNextFrame() == 1) {
     }
-    EXPECT_THAT(callback.packets, ElementsAreArray(PacketsOf(Clip("demux_film.mp4")))) << "none is lost";
+    EXPECT_THAT(callback.packets, ElementsAreArray(expected)) << "none is lost";
     EXPECT_THAT(log.Take(), IsEmpty());
 }
 

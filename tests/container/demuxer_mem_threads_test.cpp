@@ -62,6 +62,17 @@ private:
 
 // --- The thread.
 
+TEST_F(DemuxerMem, GivesFfmpegABufferOfALap) {
+    Collector collector;
+    CDemuxerMem demuxer;
+    g_nIoBufferSize = 0;
+    g_nReaderWaits = 0;
+    ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
+    AwaitReaderWaits(1);
+    EXPECT_EQ(g_nIoBufferSize, 524288);
+    demuxer.Destroy();
+}
+
 TEST_F(DemuxerMem, LogsTheThreadThatHasGoneAtDelete) {
     Collector collector;
     auto* demuxer = new CDemuxerMem;
@@ -188,57 +199,28 @@ TEST_F(DemuxerMem, TakesOneLapFromAHostWhoseReaderIsHeldAndThenBlocks) {
     demuxer.Destroy();
 }
 
-// What a reader has read that is held in the callback of the stream, with 4096 bytes taken, and then steps into that of
-// the first packet: all that was there when it looked for the bytes that the packet lacks.
-class SteppingReader {
-public:
-    SteppingReader() {
-        m_Collector.Hold();
-        EXPECT_EQ(m_Demuxer.Create("WAV format", &m_Collector), 1);
-        Write(4096);
-        m_Collector.AwaitCallbacks(1);
-    }
-    void Write(unsigned int size) {
-        EXPECT_TRUE(m_Demuxer.WriteData(m_Bytes.data() + m_nWritten, size));
-        m_nWritten += size;
-    }
-    void TakeWhatIsThere() {
-        m_Collector.Step();
-        m_Collector.AwaitCallbacks(2);
-    }
-    BlockedWriter WriteOneMore() { return BlockedWriter(&m_Demuxer, m_Bytes.data() + m_nWritten, 1); }
-    void Release() { m_Collector.Release(); }
-    void Destroy() { m_Demuxer.Destroy(); }
-
-private:
-    std::vector<unsigned char> m_Bytes = EndlessMuLaw(kCapacity + 1);
-    unsigned int m_nWritten = 0;
-    Collector m_Collector;
-    CDemuxerMem m_Demuxer;
-};
-
-TEST_F(DemuxerMem, ReadsALapAtOnce) {
-    SteppingReader reader;
-    reader.Write(kCapacity - 4096);
-    reader.TakeWhatIsThere();
-    BlockedWriter writer = reader.WriteOneMore();
-    EXPECT_TRUE(writer.ReturnsAtOnce());
-    reader.Release();
-    EXPECT_TRUE(writer.Join());
-    reader.Destroy();
-}
-
+// A packet has 4096 bytes of sound, and FFmpeg reads ahead: in the callback of the last packet that is whole the reader
+// has taken all that was there.
 TEST_F(DemuxerMem, BlocksWhileOneByteOfALapIsNotRead) {
-    SteppingReader reader;
-    reader.Write(kCapacity - 4096 - 1);
-    reader.TakeWhatIsThere();
-    reader.Write(1);
-    BlockedWriter writer = reader.WriteOneMore();
+    std::vector<unsigned char> bytes = EndlessMuLaw(kCapacity + 1);
+    const std::size_t wholePackets = (kCapacity - 1 - kHeaderOfMuLaw) / 4096;
+    Collector collector;
+    collector.Hold();
+    CDemuxerMem demuxer;
+    ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
+    ASSERT_TRUE(demuxer.WriteData(bytes.data(), kCapacity - 1));
+    for (std::size_t callbacks = 1; callbacks <= wholePackets; ++callbacks) {
+        collector.AwaitCallbacks(callbacks);
+        collector.Step();
+    }
+    collector.AwaitCallbacks(1 + wholePackets);
+    ASSERT_TRUE(demuxer.WriteData(bytes.data() + kCapacity - 1, 1));
+    BlockedWriter writer(&demuxer, bytes.data() + kCapacity, 1);
     EXPECT_FALSE(writer.ReturnsAtOnce());
     EXPECT_FALSE(writer.HasReturned());
-    reader.Release();
+    collector.Release();
     EXPECT_TRUE(writer.Join());
-    reader.Destroy();
+    demuxer.Destroy();
 }
 
 // The sound that came out.

@@ -3,13 +3,16 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <new>
 #include <thread>
 
 #include "codrelay/codrelay.h"
+#include "support/ffmpeg.h"
 
 std::atomic<std::size_t> g_nReaderWaits{0};
 std::atomic<int> g_nDetached{0};
+std::atomic<int> g_nIoBufferSize{0};
 std::atomic<bool> g_bNoThreads{false};
 
 namespace {
@@ -65,6 +68,16 @@ SCRIPTED int __wrap_pthread_detach(pthread_t thread) {
     const int result = __real_pthread_detach(thread);
     ++g_nDetached;
     return result;
+}
+
+using IoProc = int (*)(void*, std::uint8_t*, int);
+using SeekProc = std::int64_t (*)(void*, std::int64_t, int);
+extern "C" AVIOContext* __real_avio_alloc_context(unsigned char* buffer, int size, int isWritable, void* opaque,
+                                                  IoProc read, IoProc write, SeekProc seek);
+extern "C" AVIOContext* __wrap_avio_alloc_context(unsigned char* buffer, int size, int isWritable, void* opaque,
+                                                  IoProc read, IoProc write, SeekProc seek) {
+    g_nIoBufferSize = size;
+    return __real_avio_alloc_context(buffer, size, isWritable, opaque, read, write, seek);
 }
 
 extern "C" void* __real__Znwm(std::size_t size);
