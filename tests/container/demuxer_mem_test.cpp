@@ -168,6 +168,39 @@ TEST_F(DemuxerMem, TellsEachStreamByItsOwnIndex) {
     EXPECT_THAT(collector.Streams(), ElementsAre("audio 0 codec 4 44100/1/2", "video 1 codec 4"));
 }
 
+// The streams and the first packet of each of two.
+void Demux(const char* format, const char* clip, Collector* collector) {
+    std::vector<unsigned char> bytes = ReadFile(Clip(clip));
+    auto* demuxer = new CDemuxerMem;
+    ASSERT_EQ(demuxer->Create(format, collector), 1);
+    EXPECT_TRUE(demuxer->WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    collector->AwaitCallbacks(4);
+    demuxer->Delete();
+}
+
+TEST_F(DemuxerMem, HandsOutH264AsTheContainerHoldsIt) {
+    Collector matroska;
+    Demux("Matroska / WebM", "demux_film.mkv", &matroska);
+    ASSERT_THAT(matroska.Streams(), ElementsAre("video 0 codec 8", "audio 1 codec 3 44100/2/2"));
+    const std::vector<Packet> packets = matroska.Packets();
+    const auto picture =
+        std::find_if(packets.begin(), packets.end(), [](const Packet& each) { return each.stream == 0; });
+    ASSERT_NE(picture, packets.end());
+    const std::vector<unsigned char>& bytes = picture->bytes;
+    const std::size_t firstUnit = bytes.at(0) << 24U | bytes.at(1) << 16U | bytes.at(2) << 8U | bytes.at(3);
+    EXPECT_GT(firstUnit, 1u) << "a start code";
+    EXPECT_LE(firstUnit + 4, bytes.size());
+}
+
+TEST_F(DemuxerMem, TellsNoRateAndChannelsThatTheHeaderDoesNotTell) {
+    Collector transportStream;
+    Demux(kTransportStream.format, kTransportStream.clip, &transportStream);
+    EXPECT_THAT(transportStream.Streams(), ElementsAre("video 0 codec 8", "audio 1 codec 3 0/0/2"));
+    Collector mp3;
+    Demux(kMp3.format, kMp3.clip, &mp3);
+    EXPECT_THAT(mp3.Streams(), ElementsAre("audio 0 codec 4 0/0/2"));
+}
+
 TEST_F(DemuxerMem, GivesMinusOneForForeignCodecs) {
     std::vector<unsigned char> bytes = ReadFile(Clip("demux_foreign.asf"));
     Collector collector;
