@@ -1,5 +1,7 @@
 #include "container/demuxer_mem.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -176,33 +178,51 @@ public:
 
 private:
     void Demux();
-    void TellStreams(FfmpegDemuxer* demuxer);
-    void PassPackets(FfmpegDemuxer* demuxer);
+    // Both fail by the exceptions of callbacks alone, and where memory runs out.
+    bool TellStreams(FfmpegDemuxer* demuxer);
+    bool PassPackets(FfmpegDemuxer* demuxer);
 
     std::string m_FormatName;
     SRSWBuffer* m_pBuffer;
     CDemuxerMemCallback* m_pCallback;
 };
 
+/// For the guard of a thread that reads from a buffer.
+struct BufferCloser {
+    void operator()(SRSWBuffer* buffer) const { buffer->Close(); }
+};
+
+// A step that an exception leaves has failed, whether memory has run out or a callback of the host's throws: nobody
+// above could catch it. Only what ends the thread itself, pthread_exit in a callback, must go on.
+template <typename Step>
+bool Succeeds(const Step& step) {
+    try {
+        return step();
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        return false;
+    }
+}
+
 unsigned int DemuxerThreadProc::Run(void* self) {
     auto* proc = static_cast<DemuxerThreadProc*>(self);
-    try {
-        proc->Demux();
-    } catch (const std::bad_alloc&) {
-        // Nobody above could catch it: the thread ends as after any failed step.
-    }
     // On every way out, so that the host's WriteData never hangs on a thread that has gone.
-    proc->m_pBuffer->Close();
+    const std::unique_ptr<SRSWBuffer, BufferCloser> guard(proc->m_pBuffer);
+    Succeeds([proc] {
+        proc->Demux();  // throws where there is no memory for the line of its end
+        return true;
+    });
     return 0;
 }
 
 void DemuxerThreadProc::Demux() {
     FfmpegDemuxer demuxer;
-    if (!demuxer.Create(m_FormatName.c_str(), SRSWBuffer::kCapacity)) {
+    if (!Succeeds([&] { return demuxer.Create(m_FormatName.c_str(), SRSWBuffer::kCapacity); })) {
         FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to create ffmpeg demuxer!";
         return;
     }
-    if (!demuxer.Open(SRSWBuffer::Read, m_pBuffer)) {
+    if (!Succeeds([&] { return demuxer.Open(SRSWBuffer::Read, m_pBuffer); })) {
         FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to open demuxer stream!";
         return;
     }
@@ -210,13 +230,18 @@ void DemuxerThreadProc::Demux() {
         FFMPEG_LOG(Error) << "DemuxerThreadProc: empty container!";
         return;
     }
-    TellStreams(&demuxer);
-    PassPackets(&demuxer);
+    if (!Succeeds([&] { return TellStreams(&demuxer); })) {
+        FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to tell streams!";
+        return;
+    }
+    if (!Succeeds([&] { return PassPackets(&demuxer); })) {
+        FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to pass packet!";
+    }
     // The normal end of a stream and a deliberate Destroy come here too.
     FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to read next frame!";
 }
 
-void DemuxerThreadProc::TellStreams(FfmpegDemuxer* demuxer) {
+bool DemuxerThreadProc::TellStreams(FfmpegDemuxer* demuxer) {
     for (int index = 0; index < demuxer->GetStreamCount(); ++index) {
         int codecId = 0;
         if (demuxer->GetVideoStreamInfo(index, &codecId)) {
@@ -228,13 +253,14 @@ void DemuxerThreadProc::TellStreams(FfmpegDemuxer* demuxer) {
             m_pCallback->OnAudioStream(index, codecId, &format);
         }
     }
+    return true;
 }
 
-void DemuxerThreadProc::PassPackets(FfmpegDemuxer* demuxer) {
+bool DemuxerThreadProc::PassPackets(FfmpegDemuxer* demuxer) {
     for (;;) {
         FfmpegAvPacket packet;
         if (!demuxer->ReadNextFrame(&packet)) {
-            return;
+            return true;
         }
         DEMUXER_PACKET described{};
         packet.GetDemuxerPacket(&described);

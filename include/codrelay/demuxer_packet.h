@@ -5,7 +5,8 @@
 
 /// One packet as a demuxer hands it to its callback. A plain record; the bytes behind `data` are the demuxer's.
 struct DEMUXER_PACKET {
-    /// The packet's bytes, borrowed: good until the callback returns, and not to be freed. Null for an empty packet.
+    /// The packet's bytes, borrowed: good until the callback returns, and not to be freed. Where `size` is 0 it may be
+    /// null or not, and there is nothing to be read.
     unsigned char* data;
     /// Bytes at `data`.
     int size;

@@ -14,14 +14,17 @@ public:
 
     /// The packet just read. Runs on the thread that called `ReadNextFrame`. The record is good for the call; the bytes
     /// of a file demuxer stay good until the next `ReadNextFrame` or `Close` of that demuxer, or its end. Must not call
-    /// the demuxer back. The result is ignored.
+    /// the demuxer back. The result is ignored. What it throws passes to the caller of `ReadNextFrame`; the packet counts
+    /// as read, and the next call goes on behind it.
     virtual int OnPacket(DEMUXER_PACKET* packet) = 0;
 };
 
 /// Reads a container file on the caller's thread, one packet per call. The format is found by looking at the file.
 ///
-/// H.264 is handed out in Annex B form (start codes, parameter sets before key frames) whatever the container holds;
-/// of several H.264 streams that is true for the first only. Other codecs are handed out as the container holds them:
+/// H.264 is handed out with start codes (Annex B) whatever the container holds; of several H.264 streams that is true
+/// for the first only. Parameter sets that the container keeps apart, as MP4, Matroska and FLV do, are put before key
+/// frames; those that stand in the stream come where they stand, which may be once, at its beginning (MPEG-TS, AVI, raw
+/// files). Other codecs are handed out as the container holds them:
 /// H.265 from MP4 keeps its length prefixes, and the decoder of this library gets no picture from it.
 ///
 ///     std::unique_ptr<CDemuxerFileBase> demuxer(Codrelay_DemuxerFile(0));

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 #include "codrelay/media_ids.h"
 #include "common/digest.h"
@@ -168,6 +169,30 @@ TEST(DemuxerFile, TheCallbacksAnswerIsIgnored) {
     ASSERT_TRUE(reading.Open(Clip("demux_sound.wav")));
     EXPECT_EQ(reading.demuxer.ReadNextFrame(), 1);
     EXPECT_EQ(reading.demuxer.ReadNextFrame(), 1);
+}
+
+TEST(DemuxerFile, WhatTheCallbackThrowsPassesToTheHost) {
+    class Throwing : public RecordingCallback {
+    public:
+        int OnPacket(DEMUXER_PACKET* packet) override {
+            RecordingCallback::OnPacket(packet);
+            if (packets.size() == 2) {
+                throw std::runtime_error("the host's own");
+            }
+            return 0;
+        }
+    } callback;
+    CDemuxerFile demuxer;
+    ASSERT_TRUE(demuxer.Open(Clip("demux_film.mp4").c_str(), &callback));
+    const auto expected = PacketsOf(Clip("demux_film.mp4"));
+    LogCapture log;
+    EXPECT_EQ(demuxer.ReadNextFrame(), 1);
+    EXPECT_THROW(demuxer.ReadNextFrame(), std::runtime_error);
+    EXPECT_TRUE(demuxer.IsOpen());
+    while (demuxer.ReadNextFrame() == 1) {
+    }
+    EXPECT_THAT(callback.packets, ElementsAreArray(expected)) << "none is lost";
+    EXPECT_THAT(log.Take(), IsEmpty());
 }
 
 TEST(DemuxerFile, ReadsWithoutACallback) {

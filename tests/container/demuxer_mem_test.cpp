@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <random>
 #include <string>
@@ -157,6 +158,49 @@ TEST_F(DemuxerMem, TellsTheStreamsBeforeThePackets) {
     EXPECT_FALSE(collector.Threads().count(std::this_thread::get_id()));
 }
 
+TEST_F(DemuxerMem, TellsEachStreamByItsOwnIndex) {
+    std::vector<unsigned char> bytes = ReadFile(Clip("demux_sound_first.asf"));
+    Collector collector;
+    CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_ASF, &collector);
+    EXPECT_TRUE(demuxer->WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    collector.AwaitCallbacks(3);
+    demuxer->Delete();
+    EXPECT_THAT(collector.Streams(), ElementsAre("audio 0 codec 4 44100/1/2", "video 1 codec 4"));
+}
+
+// The streams and the first packet of each of two.
+void Demux(const char* format, const char* clip, Collector* collector) {
+    std::vector<unsigned char> bytes = ReadFile(Clip(clip));
+    auto* demuxer = new CDemuxerMem;
+    ASSERT_EQ(demuxer->Create(format, collector), 1);
+    EXPECT_TRUE(demuxer->WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    collector->AwaitCallbacks(4);
+    demuxer->Delete();
+}
+
+TEST_F(DemuxerMem, HandsOutH264AsTheContainerHoldsIt) {
+    Collector matroska;
+    Demux("Matroska / WebM", "demux_film.mkv", &matroska);
+    ASSERT_THAT(matroska.Streams(), ElementsAre("video 0 codec 8", "audio 1 codec 3 44100/2/2"));
+    const std::vector<Packet> packets = matroska.Packets();
+    const auto picture =
+        std::find_if(packets.begin(), packets.end(), [](const Packet& each) { return each.stream == 0; });
+    ASSERT_NE(picture, packets.end());
+    const std::vector<unsigned char>& bytes = picture->bytes;
+    const std::size_t firstUnit = bytes.at(0) << 24U | bytes.at(1) << 16U | bytes.at(2) << 8U | bytes.at(3);
+    EXPECT_GT(firstUnit, 1u) << "a start code";
+    EXPECT_LE(firstUnit + 4, bytes.size());
+}
+
+TEST_F(DemuxerMem, TellsNoRateAndChannelsThatTheHeaderDoesNotTell) {
+    Collector transportStream;
+    Demux(kTransportStream.format, kTransportStream.clip, &transportStream);
+    EXPECT_THAT(transportStream.Streams(), ElementsAre("video 0 codec 8", "audio 1 codec 3 0/0/2"));
+    Collector mp3;
+    Demux(kMp3.format, kMp3.clip, &mp3);
+    EXPECT_THAT(mp3.Streams(), ElementsAre("audio 0 codec 4 0/0/2"));
+}
+
 TEST_F(DemuxerMem, GivesMinusOneForForeignCodecs) {
     std::vector<unsigned char> bytes = ReadFile(Clip("demux_foreign.asf"));
     Collector collector;
@@ -288,6 +332,33 @@ TEST(ReadDataProcTest, ReadsFromTheStartEachTime) {
     }
     char missing[] = "/no/such/file";
     EXPECT_EQ(ReadDataProc(missing, head, 4), -1);
+}
+
+TEST(ReadDataProcTest, ReadsAsMuchAsIsAskedForAndThere) {
+    std::string path = Clip("mux_mulaw.wav");
+    const std::vector<unsigned char> file = ReadFile(path);
+    const auto length = static_cast<int>(file.size());
+    for (const int size : {-2147483647 - 1, -1, 0, 1, length - 1, length, length + 1, length + 5000}) {
+        SCOPED_TRACE(size);
+        const int expected = std::clamp(size, 0, length);
+        std::vector<unsigned char> buffer(file.size() + 5000, 0xA5);
+        EXPECT_EQ(ReadDataProc(path.data(), buffer.data(), size), expected);
+        std::vector<unsigned char> read(file.begin(), file.begin() + expected);
+        read.resize(buffer.size(), 0xA5);
+        EXPECT_EQ(buffer, read);
+    }
+}
+
+TEST(ReadDataProcTest, LeavesNoFileOpen) {
+    std::string path = Clip("mux_mulaw.wav");
+    unsigned char head[4] = {};
+    const auto openFiles = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    const auto before = openFiles();
+    EXPECT_EQ(ReadDataProc(path.data(), head, 4), 4);
+    EXPECT_EQ(openFiles(), before);
 }
 
 }  // namespace

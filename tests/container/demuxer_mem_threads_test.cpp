@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <atomic>
 #include <fstream>
+#include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "codrelay/codrelay.h"
@@ -37,6 +39,13 @@ public:
             std::this_thread::yield();
         }
     }
+    /// True if it returns without blocking.
+    bool ReturnsAtOnce() {
+        while (!m_bBlocks && !m_bReturned) {
+            std::this_thread::yield();
+        }
+        return !m_bBlocks;
+    }
     bool HasReturned() const { return m_bReturned; }
     // What WriteData answered.
     bool Join() {
@@ -52,6 +61,17 @@ private:
 };
 
 // --- The thread.
+
+TEST_F(DemuxerMem, GivesFfmpegABufferOfALap) {
+    Collector collector;
+    CDemuxerMem demuxer;
+    g_nIoBufferSize = 0;
+    g_nReaderWaits = 0;
+    ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
+    AwaitReaderWaits(1);
+    EXPECT_EQ(g_nIoBufferSize, 524288);
+    demuxer.Destroy();
+}
 
 TEST_F(DemuxerMem, LogsTheThreadThatHasGoneAtDelete) {
     Collector collector;
@@ -147,6 +167,8 @@ TEST_F(DemuxerMem, WaitsForAThreadThatNobodyDestroyed) {
 
 // --- Back-pressure.
 
+constexpr std::size_t kHeaderOfMuLaw = 46;
+
 // A WAV whose data chunk has no end.
 std::vector<unsigned char> EndlessMuLaw(std::size_t size) {
     const unsigned char header[] = {'R',  'I',  'F', 'F', 0xFF, 0xFF, 0xFF, 0xFF, 'W',  'A', 'V', 'E',
@@ -177,14 +199,83 @@ TEST_F(DemuxerMem, TakesOneLapFromAHostWhoseReaderIsHeldAndThenBlocks) {
     demuxer.Destroy();
 }
 
+// A packet has 4096 bytes of sound, and FFmpeg reads ahead: in the callback of the last packet that is whole the reader
+// has taken all that was there.
+TEST_F(DemuxerMem, BlocksWhileOneByteOfALapIsNotRead) {
+    std::vector<unsigned char> bytes = EndlessMuLaw(kCapacity + 1);
+    const std::size_t wholePackets = (kCapacity - 1 - kHeaderOfMuLaw) / 4096;
+    Collector collector;
+    collector.Hold();
+    CDemuxerMem demuxer;
+    ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
+    ASSERT_TRUE(demuxer.WriteData(bytes.data(), kCapacity - 1));
+    for (std::size_t callbacks = 1; callbacks <= wholePackets; ++callbacks) {
+        collector.AwaitCallbacks(callbacks);
+        collector.Step();
+    }
+    collector.AwaitCallbacks(1 + wholePackets);
+    ASSERT_TRUE(demuxer.WriteData(bytes.data() + kCapacity - 1, 1));
+    BlockedWriter writer(&demuxer, bytes.data() + kCapacity, 1);
+    EXPECT_FALSE(writer.ReturnsAtOnce());
+    EXPECT_FALSE(writer.HasReturned());
+    collector.Release();
+    EXPECT_TRUE(writer.Join());
+    demuxer.Destroy();
+}
+
+// The sound that came out.
+std::vector<unsigned char> SoundOf(const std::vector<Packet>& packets) {
+    std::vector<unsigned char> sound;
+    for (const Packet& packet : packets) {
+        sound.insert(sound.end(), packet.bytes.begin(), packet.bytes.end());
+    }
+    return sound;
+}
+
 TEST_F(DemuxerMem, CompletesAWriteOfManyLapsInPieces) {
     std::vector<unsigned char> bytes = EndlessMuLaw(5 * kCapacity + 17);
+    std::mt19937 random(2021);
+    std::generate(bytes.begin() + kHeaderOfMuLaw, bytes.end(), random);
+    Collector collector;
+    collector.Hold();
+    CDemuxerMem demuxer;
+    ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
+    BlockedWriter writer(&demuxer, bytes.data(), static_cast<unsigned int>(bytes.size()));
+    writer.AwaitBlocked();
+    EXPECT_FALSE(writer.HasReturned());
+    collector.Release();
+    EXPECT_TRUE(writer.Join());
+    demuxer.Destroy();
+    // Of the last lap the reader may have read nothing.
+    const std::vector<unsigned char> sound = SoundOf(collector.Packets());
+    ASSERT_GE(sound.size(), 5u * kCapacity - kHeaderOfMuLaw);
+    ASSERT_LE(sound.size(), bytes.size() - kHeaderOfMuLaw);
+    EXPECT_TRUE(std::equal(sound.begin(), sound.end(), bytes.begin() + kHeaderOfMuLaw));
+}
+
+TEST_F(DemuxerMem, TakesTheWritesOfTwoThreadsOneAfterTheOther) {
+    constexpr std::size_t kLaps = 20;
+    std::vector<unsigned char> header = EndlessMuLaw(kHeaderOfMuLaw);
+    std::vector<unsigned char> ones(kLaps * kCapacity, 1);
+    std::vector<unsigned char> twos(kLaps * kCapacity + kCapacity - kHeaderOfMuLaw + 1, 2);
     Collector collector;
     CDemuxerMem demuxer;
     ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
-    EXPECT_TRUE(demuxer.WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    ASSERT_TRUE(demuxer.WriteData(header.data(), static_cast<unsigned int>(header.size())));
+    collector.AwaitCallbacks(1);
+    BlockedWriter first(&demuxer, ones.data(), static_cast<unsigned int>(ones.size()));
+    BlockedWriter second(&demuxer, twos.data(), static_cast<unsigned int>(twos.size()));
+    EXPECT_TRUE(first.Join());
+    EXPECT_TRUE(second.Join());
     demuxer.Destroy();
-    EXPECT_GE(collector.Packets().size(), 1u);
+    const std::vector<unsigned char> sound = SoundOf(collector.Packets());
+    // All but the byte behind the last lap.
+    ASSERT_GE(sound.size(), ones.size() + twos.size() - 1);
+    const auto changes = std::count_if(sound.begin() + 1, sound.end(), [before = sound[0]](unsigned char byte) mutable {
+        return std::exchange(before, byte) != byte;
+    });
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(static_cast<std::size_t>(std::count(sound.begin(), sound.end(), 1)), ones.size());
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

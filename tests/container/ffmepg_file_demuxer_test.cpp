@@ -151,6 +151,25 @@ TEST(FfmepgFileDemuxer, APacketThatTheFilterRefusesIsSkipped) {
     EXPECT_THAT(log.Take(), IsEmpty());
 }
 
+TEST(FfmepgFileDemuxer, WhatAFilterHasMadeBeforeItFailsIsFreed) {
+    ScriptedReading reading({{AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264}});
+    reading.script.filter = [](AVCodecContext*, std::uint8_t** out, int* outSize, const std::uint8_t*, int, int) {
+        *out = static_cast<std::uint8_t*>(av_malloc(2));
+        *outSize = 2;
+        return -1;
+    };
+    EXPECT_EQ(reading.demuxer.ReadNextFrame(), 0);
+    EXPECT_THAT(reading.script.released, ElementsAre("av_free"));
+    reading.script.released.clear();
+    reading.script.filter = [](AVCodecContext*, std::uint8_t** out, int*, const std::uint8_t* in, int, int) {
+        *out = const_cast<std::uint8_t*>(in);
+        return -1;
+    };
+    EXPECT_EQ(reading.demuxer.ReadNextFrame(), 0);
+    EXPECT_THAT(reading.script.released, ElementsAre("av_free_packet"))
+        << "the packet before; this one's bytes are its";
+}
+
 TEST(FfmepgFileDemuxer, ADamagedH264PacketIsSkippedAlone) {
     LogCapture log;
     Reading reading;

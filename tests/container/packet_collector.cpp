@@ -1,5 +1,7 @@
 #include "container/packet_collector.h"
 
+#include <algorithm>
+
 void PrintTo(const Packet& packet, std::ostream* out) {
     *out << "stream " << packet.stream << " pts " << packet.pts << " dts " << packet.dts << " key " << packet.key
          << ", " << packet.bytes.size() << " bytes";
@@ -33,6 +35,12 @@ void Collector::Hold() {
 void Collector::Release() {
     std::lock_guard<std::mutex> lock(m_Mutex);
     m_bHeld = false;
+    m_Changed.notify_all();
+}
+
+void Collector::Step() {
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    ++m_nSteps;
     m_Changed.notify_all();
 }
 
@@ -71,5 +79,6 @@ void Collector::Note(const std::string& stream) {
 void Collector::Stop(std::unique_lock<std::mutex>* lock) {
     m_Threads.insert(std::this_thread::get_id());
     m_Changed.notify_all();
-    m_Changed.wait(*lock, [this] { return !m_bHeld; });
+    m_Changed.wait(*lock, [this] { return !m_bHeld || m_nSteps > 0; });
+    m_nSteps = std::max(m_nSteps - 1, 0);
 }

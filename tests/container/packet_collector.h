@@ -37,6 +37,8 @@ public:
     /// From now on every callback stays until Release.
     void Hold();
     void Release();
+    /// Lets the callback that is held go on to the next one, which stays.
+    void Step();
     void AwaitCallbacks(std::size_t count);
 
     bool StreamAfterPacket();
@@ -51,6 +53,7 @@ private:
     std::mutex m_Mutex;
     std::condition_variable m_Changed;
     bool m_bHeld = false;
+    int m_nSteps = 0;
     bool m_bStreamAfterPacket = false;
     std::set<std::thread::id> m_Threads;
     std::vector<std::string> m_Streams;

@@ -150,6 +150,8 @@ A 44100 1 -c:a adpcm_ima_wav mux_ima.wav
 # For the memory demuxer: containers that can be read without seeking.
 F 160x120 2 -f lavfi -i sine=d=2 -c:v mpeg4 -c:a libmp3lame demux_memory.asf
 F 160x120 2 -f lavfi -i sine=d=2 -c:v mpeg4 -c:a libmp3lame demux_memory.avi
+# The sound is stream 0 and the video stream 1.
+C demux_memory.asf -map 0:a -map 0:v -c copy demux_sound_first.asf
 
 # For the examples: a film with times in milliseconds that rise from packet to packet.
 F 320x240 4 -f lavfi -i sine=d=4 -c:v libx264 -preset veryfast -bf 0 -g 25 -pix_fmt yuv420p -c:a aac example_film.mp4
