@@ -16,6 +16,7 @@ const std::map<std::string, Sound> kSounds = {
     {"amrnb", {AUDIO_CODEC_AMRNB, nullptr, 8000, 1, 12200, "amr_nb", 32, 0x3C}},
     {"amrwb", {AUDIO_CODEC_AMRWB, nullptr, 16000, 1, 12650, "amr_wb", 33, 0x14}},
     {"g726", {AUDIO_CODEC_G726_32, nullptr, 8000, 1, 32000, "adpcm_g726", 80}},
+    {"g726_as_64000", {AUDIO_CODEC_G726_32, nullptr, 8000, 1, 64000, "adpcm_g726", 80}},
     {"u16le", {AUDIO_CODEC_PCM_U16LE, nullptr, 44100, 1, 705600, "pcm_u16le", 1764}},
     {"s16be", {AUDIO_CODEC_PCM_S16BE, nullptr, 44100, 1, 705600, "pcm_s16be", 1764}},
     {"ima", {AUDIO_CODEC_ADPCM_IMA_WAV, "mux_ima.wav", 44100, 1, 176400, "adpcm_ima_wav"}},

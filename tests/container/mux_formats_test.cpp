@@ -39,17 +39,60 @@ TEST_P(FileMuxerAccepts, AndPeersReadIt) {
     ExpectReadableByPeers(output.Path(), combination, material);
 }
 
-INSTANTIATE_TEST_SUITE_P(, FileMuxerAccepts,
-                         testing::ValuesIn(Joined({Combine("flv", {"h264", "flv1"},
-                                                           {"mp3", "s16le", "mulaw", "alaw", "aac"}),
-                                                   Combine("mp4", {"h264", "h265", "mpeg4", "mjpeg"}, {"aac", "mp3"}),
-                                                   Combine("3gp", {"h264", "mpeg4", "h263"}, {"aac", "amrnb", "amrwb"}),
-                                                   Combine("3g2", {"h264", "mpeg4", "h263"}, {"aac", "amrnb", "amrwb"}),
-                                                   Combine("avi", {"h264", "mpeg4", "h263", "flv1", "mjpeg"},
-                                                           {"adts", "mp3", "s16le", "mulaw", "alaw"}),
-                                                   Combine("avi", {"h264"}, {"amrnb", "amrwb", "g726"}),
-                                                   Combine("ts", {"h264", "h265", "mpeg4"}, {"adts", "mp3"})})),
-                         NameOf);
+INSTANTIATE_TEST_SUITE_P(
+    , FileMuxerAccepts,
+    testing::ValuesIn(Joined({Combine("flv", {"h264", "flv1"}, {"mp3", "s16le", "mulaw", "alaw", "adts"}),
+                              Combine("mp4", {"h264", "h265", "mpeg4", "mjpeg"}, {"adts", "mp3"}),
+                              Combine("3gp", {"h264", "mpeg4", "h263"}, {"adts", "amrnb", "amrwb"}),
+                              Combine("3g2", {"h264", "mpeg4", "h263"}, {"adts", "amrnb", "amrwb"}),
+                              Combine("avi", {"h264", "mpeg4", "h263", "flv1", "mjpeg"},
+                                      {"adts", "mp3", "s16le", "mulaw", "alaw"}),
+                              Combine("avi", {"h264"}, {"amrnb", "amrwb", "g726"}),
+                              Combine("ts", {"h264", "h265", "mpeg4"}, {"adts", "mp3"}),
+                              Combine("flv", {"h264"}, {"adts48"}), Combine("mp4", {"h264"}, {"adts48"}),
+                              Combine("3gp", {"h264"}, {"adts48"}), Combine("3g2", {"h264"}, {"adts48"}),
+                              Combine("avi", {"h264"}, {"adts48"}), Combine("ts", {"h264"}, {"adts48"})})),
+    NameOf);
+
+// AAC without ADTS leaves these containers without its header: what a peer then takes it for.
+struct RawAac {
+    Combination combination;
+    int sampleRate;
+    int channels;
+};
+
+void PrintTo(const RawAac& raw, std::ostream* out) {
+    PrintTo(raw.combination, out);
+}
+
+std::string NameOfRawAac(const testing::TestParamInfo<RawAac>& info) {
+    return NameOf({info.param.combination, info.index});
+}
+
+class FileMuxerWritesRawAac : public testing::TestWithParam<RawAac> {};
+
+TEST_P(FileMuxerWritesRawAac, WithoutTheHeaderThatTellsRateAndChannels) {
+    const RawAac& raw = GetParam();
+    Material material(raw.combination);
+    const Output output(raw.combination);
+    Codrelay_SetFfmpegLogLevel("error");
+    ASSERT_NO_FATAL_FAILURE(WriteFile(raw.combination, material, output));
+    const PeerStream sound = PeerStreams(output.Path()).at(1);
+    EXPECT_EQ(sound.codec, "aac");
+    EXPECT_EQ(sound.pts.size(), material.blocks.size());
+    EXPECT_EQ(sound.headerBytes, 0);
+    EXPECT_EQ(sound.sampleRate, raw.sampleRate);
+    EXPECT_EQ(sound.channels, raw.channels);
+}
+
+// "aac" is 44100 Hz and mono, "aac48" 48000 Hz and stereo.
+INSTANTIATE_TEST_SUITE_P(
+    , FileMuxerWritesRawAac,
+    testing::Values(RawAac{{"flv", "h264", "aac"}, 44100, 2}, RawAac{{"flv", "h264", "aac48"}, 44100, 2},
+                    RawAac{{"mp4", "h264", "aac"}, 44100, 2}, RawAac{{"mp4", "h264", "aac48"}, 48000, 2},
+                    RawAac{{"3gp", "h264", "aac"}, 44100, 2}, RawAac{{"3gp", "h264", "aac48"}, 48000, 2},
+                    RawAac{{"3g2", "h264", "aac"}, 44100, 2}, RawAac{{"3g2", "h264", "aac48"}, 48000, 2}),
+    NameOfRawAac);
 
 // What a container takes without a word, and what a peer then makes of it.
 struct Misread {
@@ -99,6 +142,16 @@ INSTANTIATE_TEST_SUITE_P(, FileMuxerWrites,
                                          Misread{{"ts", "h264", "g726"}, "h264", "bin_data", true},
                                          Misread{{"ts", "h264", "ima"}, "h264", "bin_data", true}),
                          NameOfMisread);
+
+// A reader tells G.726's four codecs apart by the bit rate alone.
+TEST(FileMuxerWritesG726, ThatNobodyReadsAtAnotherBitRate) {
+    const Combination combination{"avi", "h264", "g726_as_64000"};
+    Material material(combination);
+    const Output output(combination);
+    Codrelay_SetFfmpegLogLevel("error");
+    ASSERT_NO_FATAL_FAILURE(WriteFile(combination, material, output));
+    EXPECT_THAT(PeerDecodeErrors(output.Path()), testing::HasSubstr("Invalid number of bits 8"));
+}
 
 class FileMuxerRefuses : public testing::TestWithParam<Combination> {};
 

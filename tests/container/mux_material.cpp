@@ -45,13 +45,25 @@ std::vector<std::string> Fields(const std::string& line) {
     return fields;
 }
 
+// Name and type, of sound rate and channels, and the length of the header where there is one.
+PeerStream StreamOf(const std::vector<std::string>& fields) {
+    PeerStream stream{fields[0], fields[1] == "video", 0, 0, 0, {}, {}, 0};
+    std::size_t next = 2;
+    if (!stream.isVideo) {
+        stream.sampleRate = std::stoi(fields.at(next++));
+        stream.channels = std::stoi(fields.at(next++));
+    }
+    stream.headerBytes = next < fields.size() ? std::stoi(fields[next]) : 0;
+    return stream;
+}
+
 }  // namespace
 
 std::vector<PeerStream> PeerStreams(const std::string& path) {
     std::map<int, PeerStream> byIndex;
     std::map<int, std::vector<std::vector<std::string>>> packets;
     std::istringstream lines(
-        Probe("-show_entries stream=index,codec_name,codec_type,sample_rate,channels"
+        Probe("-show_entries stream=index,codec_name,codec_type,sample_rate,channels,extradata_size"
               ":packet=stream_index,pts,dts,size -of csv",
               path));
     for (std::string line; std::getline(lines, line);) {
@@ -60,10 +72,7 @@ std::vector<PeerStream> PeerStreams(const std::string& path) {
         if (fields.size() >= 5 && fields[0] == "packet") {
             packets[std::stoi(fields[1])].push_back(fields);
         } else if (fields.size() >= 4 && fields[0] == "stream") {
-            const bool isVideo = fields[3] == "video";
-            byIndex[std::stoi(fields[1])] = {
-                fields[2], isVideo, isVideo ? 0 : std::stoi(fields.at(4)), isVideo ? 0 : std::stoi(fields.at(5)), {},
-                {},        0};
+            byIndex[std::stoi(fields[1])] = StreamOf({fields.begin() + 2, fields.end()});
         }
     }
     std::vector<PeerStream> streams;
