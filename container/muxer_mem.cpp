@@ -14,11 +14,21 @@ int64_t RefuseToSeek(void* /*opaque*/, int64_t /*offset*/, int /*whence*/) {
 
 // A trailer seeks to offsets of the whole container, which mean nothing inside the piece that is being written: it
 // would overwrite its own bytes. `seekable` alone does not stop it, nor does the I/O layer seek outside its own window
-// unless it writes directly. Headers and packets seek within their piece and need that.
+// unless it writes directly. Headers and packets seek within their piece and need that: FLV goes back to complete the
+// codec header that comes with the first AAC packet.
 void MakeUnseekable(AVIOContext* io) {
     avio_flush(io);
     io->direct = 1;
     io->seek = RefuseToSeek;
+}
+
+// The packets that are held back leave while the buffer can seek. What libavformat says of them is the trailer's result
+// too, as it is where the trailer lets them out.
+int DrainAndWriteTrailer(AVFormatContext* context) {
+    const int drained = av_interleaved_write_frame(context, nullptr);
+    MakeUnseekable(context->pb);
+    const int written = av_write_trailer(context);
+    return drained != 0 ? drained : written;
 }
 
 void CloseAndDrop(AVIOContext** io) {
@@ -188,8 +198,7 @@ int CMuxerMem::WriteHeader() {
 int CMuxerMem::WriteTrailer() {
     int result = AVERROR(EINVAL);
     if (CanWrite()) {
-        MakeUnseekable(m_pFormatContext->pb);
-        result = av_write_trailer(m_pFormatContext);
+        result = DrainAndWriteTrailer(m_pFormatContext);
         m_bHeaderWritten = false;
     }
     if (result != 0) {

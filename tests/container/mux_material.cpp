@@ -45,30 +45,43 @@ std::vector<std::string> Fields(const std::string& line) {
     return fields;
 }
 
+// Name and type, of sound rate and channels, and the length of the header where there is one.
+PeerStream StreamOf(const std::vector<std::string>& fields) {
+    PeerStream stream{fields[0], fields[1] == "video", 0, 0, 0, {}, {}, 0};
+    std::size_t next = 2;
+    if (!stream.isVideo) {
+        stream.sampleRate = std::stoi(fields.at(next++));
+        stream.channels = std::stoi(fields.at(next++));
+    }
+    stream.headerBytes = next < fields.size() ? std::stoi(fields[next]) : 0;
+    return stream;
+}
+
 }  // namespace
 
 std::vector<PeerStream> PeerStreams(const std::string& path) {
-    // Streams of a program are told twice, so they are kept by index.
     std::map<int, PeerStream> byIndex;
-    std::istringstream heads(Probe("-show_entries stream=index,codec_name,codec_type -of csv=p=0", path));
-    for (std::string line; std::getline(heads, line);) {
+    std::map<int, std::vector<std::vector<std::string>>> packets;
+    std::istringstream lines(
+        Probe("-show_entries stream=index,codec_name,codec_type,sample_rate,channels,extradata_size"
+              ":packet=stream_index,pts,dts,size -of csv",
+              path));
+    for (std::string line; std::getline(lines, line);) {
+        // Streams of a program are told once more, under its name.
         const std::vector<std::string> fields = Fields(line);
-        if (fields.size() >= 3) {
-            byIndex[std::stoi(fields[0])] = {fields[1], fields[2] == "video", {}, {}, 0};
-        }
-    }
-    std::istringstream packets(Probe("-show_entries packet=stream_index,pts,dts,size -of csv=p=0", path));
-    for (std::string line; std::getline(packets, line);) {
-        const std::vector<std::string> fields = Fields(line);
-        if (fields.size() >= 4) {
-            PeerStream& stream = byIndex.at(std::stoi(fields[0]));
-            stream.pts.push_back(std::stoll(fields[1] == "N/A" ? fields[2] : fields[1]));
-            stream.dts.push_back(std::stoll(fields[2]));
-            stream.bytes += std::stoll(fields[3]);
+        if (fields.size() >= 5 && fields[0] == "packet") {
+            packets[std::stoi(fields[1])].push_back(fields);
+        } else if (fields.size() >= 4 && fields[0] == "stream") {
+            byIndex[std::stoi(fields[1])] = StreamOf({fields.begin() + 2, fields.end()});
         }
     }
     std::vector<PeerStream> streams;
     for (auto& [index, stream] : byIndex) {
+        for (const std::vector<std::string>& fields : packets[index]) {
+            stream.pts.push_back(std::stoll(fields[2] == "N/A" ? fields[3] : fields[2]));
+            stream.dts.push_back(std::stoll(fields[3]));
+            stream.bytes += std::stoll(fields[4]);
+        }
         streams.insert(stream.isVideo ? streams.begin() : streams.end(), std::move(stream));
     }
     return streams;

@@ -16,6 +16,11 @@ std::vector<Block> ReadBlocks(const std::string& path);
 struct PeerStream {
     std::string codec;
     bool isVideo;
+    /// Of sound; 0 for video.
+    int sampleRate;
+    int channels;
+    /// Of the codec's header, where the container holds one beside the packets.
+    int headerBytes;
     /// In ticks of the stream, in the order of the file; the decoding time where a container has no other.
     std::vector<long long> pts;
     std::vector<long long> dts;

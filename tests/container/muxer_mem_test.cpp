@@ -315,6 +315,43 @@ TEST_F(MuxerMem, LeavesTheBytesOfATrailerAlone) {
               std::vector<unsigned char>(2000, 0x55));
 }
 
+TEST_F(MuxerMem, CompletesTheHeaderOfAacThatComesWithTheTrailer) {
+    g_MuxScript.passOn = true;
+    MUXER_PARAM param = H264And(AV_CODEC_ID_AAC);
+    param.sampleRate = 48000;
+    param.channels = 2;
+    CMuxerMem& muxer = Ready(param);
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 100, 1, 0), 1);
+    std::vector<unsigned char> frame{0xFF, 0xF1, 0x4C, 0x80, 0x02, 0x1F, 0xFC};  // 48000 Hz, stereo, 16 bytes
+    frame.resize(16, 0x21);
+    ASSERT_EQ(muxer.WriteSound(frame.data(), 16, 20), 1);
+    TakePiece();
+    ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+    ASSERT_EQ(muxer.WriteTrailer(), 1);
+    // The tag of the header, the tag of the packet without ADTS, and the end of the pictures' sequence (20 bytes).
+    std::vector<unsigned char> expected{8, 0, 0, 4, 0, 0, 20, 0, 0, 0, 0, 0xAF, 0, 0x11, 0x90, 0, 0, 0, 15};
+    expected.insert(expected.end(), {8, 0, 0, 11, 0, 0, 20, 0, 0, 0, 0, 0xAF, 1});
+    expected.insert(expected.end(), 9, 0x21);
+    expected.insert(expected.end(), {0, 0, 0, 22});
+    std::vector<unsigned char> piece = TakePiece();
+    ASSERT_EQ(piece.size(), expected.size() + 20);
+    piece.resize(expected.size());
+    EXPECT_EQ(piece, expected);
+}
+
+// A picture that FLV cannot hold is taken by the interleaver and refused when it leaves.
+TEST_F(MuxerMem, FailsATrailerThatCannotLetOutAPicture) {
+    g_MuxScript.passOn = true;
+    CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));
+    m_Bytes.resize(1 << 24, 0x55);
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 1 << 24, 1, 0), 1);
+    LogCapture log;
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    const LoggedLine line = Ffmpeg(Severity::Critical, "CMuxerMem::WriteTrailer: failed");
+    EXPECT_THAT(log.Take(), ElementsAre(line, line));
+}
+
 TEST_F(MuxerMem, TakesTheOriginFromAnEmptyBlockAndAgainAfterAHeader) {
     CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_PCM_S16LE));
     EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 0, 1, 1000), 0);

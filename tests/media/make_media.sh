@@ -136,10 +136,13 @@ F 320x240 4 -c:v mpeg4 -q:v 4 -g 25 -f avi mux_mpeg4.avi
 F 320x240 4 -c:v mjpeg -q:v 8 -pix_fmt yuvj420p -f avi mux_mjpeg.avi
 F 320x240 4 -c:v flv1 -q:v 4 -g 25 -f flv mux_flv1.flv
 F 352x288 4 -c:v h263 -q:v 4 -g 25 -f avi mux_h263.avi
-# ... and four seconds of sound. AAC with and without headers of its own; MP3 at rates whose frames are cut true.
+# ... and four seconds of sound. AAC with and without headers of its own, at two rates, since some containers tell 44100
+# Hz for any; MP3 at rates whose frames are cut true.
 A() { ffmpeg -nostdin -v error -y -f lavfi -i "sine=d=4:r=$1" -ac "$2" "${@:3}"; }
 A 44100 1 -c:a aac -b:a 64k -f adts mux_aac_adts.aac
 A 44100 1 -c:a aac -b:a 64k mux_aac_raw.mp4
+A 48000 2 -c:a aac -b:a 128k -f adts mux_aac_adts_48000.aac
+A 48000 2 -c:a aac -b:a 128k mux_aac_raw_48000.mp4
 A 48000 2 -c:a libmp3lame -b:a 128k -reservoir 0 -id3v2_version 0 -write_xing 0 mux_mp3_48000.mp3
 A 44100 1 -c:a libmp3lame -b:a 32k -reservoir 0 -id3v2_version 0 -write_xing 0 mux_mp3_44100.mp3
 A 44100 1 -c:a pcm_s16le mux_s16le.wav
