@@ -107,7 +107,10 @@ INSTANTIATE_TEST_SUITE_P(
                     // 512 become 86: 10172 * 1 + 16384 loses against 8000 * 4096 / 768000 + 32768.
                     Sizing{"Down", {48000, 2, AUDIO_SAMPLE_FLT}, {8000, 1, AUDIO_SAMPLE_U8}, 4096, 32853},
                     // Planes count as packed samples do: 12050 * 2 + 16384.
-                    Sizing{"Planar", {8000, 1, AUDIO_SAMPLE_FLTP}, {8000, 1, AUDIO_SAMPLE_S16P}, 4096, 40484}),
+                    Sizing{"Planar", {8000, 1, AUDIO_SAMPLE_FLTP}, {8000, 1, AUDIO_SAMPLE_S16P}, 4096, 40484},
+                    // 2^32 - 5001 samples become 2^32 - 5000, and 2 * that + 10000 wraps to 0: the first estimate is
+                    // that of four samples, 16 + 16384. The second wraps to -20004 + 32768.
+                    Sizing{"Wrapped", {1, 1, AUDIO_SAMPLE_U8}, {1, 1, AUDIO_SAMPLE_S32}, 0xFFFFEC77, 16400}),
     [](const auto& row) { return std::string(row.param.name); });
 
 // The arithmetic once more, in 64 bits with an explicit wrap behind each operation.
