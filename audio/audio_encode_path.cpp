@@ -75,15 +75,11 @@ void CAudioEncoder::Resynchronise(long long hostPts, long long pts) {
 
 // FFmpeg would take null, and does not see the host's length where its samples are taken apart.
 int CAudioEncoder::FillFrame(const unsigned char* in, unsigned int inLen) {
-    const unsigned char* samples = in;
-    auto size = static_cast<int>(inLen);
+    const auto size = static_cast<int>(inLen);
     if (in == nullptr || size < 0) {
         return AVERROR(EINVAL);
     }
-    if (m_Staging.IsNeeded()) {
-        samples = m_Staging.Separate(in);
-        size = static_cast<int>(m_Staging.Size());
-    }
+    const unsigned char* samples = m_Staging.IsNeeded() ? m_Staging.Separate(in) : in;
     return avcodec_fill_audio_frame(m_pFrame, m_pCodecContext->channels, m_pCodecContext->sample_fmt, samples, size, 1);
 }
 

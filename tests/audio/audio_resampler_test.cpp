@@ -420,6 +420,26 @@ TEST_F(AudioResamplerTest, SpreadsMonoOverStereoAndBack) {
     EXPECT_EQ(As<short>(Resample(AsBytes(std::vector<short>{1000, 3000}))), std::vector<short>{2000}) << "the mean";
 }
 
+// Floats may be larger than 1, so FFmpeg keeps the power where they come out, and the mean where integers do.
+TEST_F(AudioResamplerTest, AddsThePowerOfBothSidesWhereFloatsComeOut) {
+    const Bytes mono = AsBytes(std::vector<float>{0.5f});
+    const Bytes stereo = AsBytes(std::vector<float>{0.5f, 0.5f});
+    ASSERT_TRUE(Create({8000, 1, AUDIO_SAMPLE_FLT}, {8000, 2, AUDIO_SAMPLE_FLT}, 100));
+    const auto spread = As<float>(Resample(mono));
+    ASSERT_EQ(spread.size(), 2u);
+    EXPECT_FLOAT_EQ(spread[0], static_cast<float>(0.5 * std::sqrt(0.5)));
+    EXPECT_FLOAT_EQ(spread[1], spread[0]);
+    ASSERT_TRUE(Create({8000, 2, AUDIO_SAMPLE_FLT}, {8000, 1, AUDIO_SAMPLE_FLT}, 100));
+    const auto added = As<float>(Resample(stereo));
+    ASSERT_EQ(added.size(), 1u);
+    EXPECT_FLOAT_EQ(added[0], static_cast<float>(0.5 * std::sqrt(2.0)));
+    const Bytes integers = AsBytes(std::vector<short>{16384, 16384});
+    ASSERT_TRUE(Create({8000, 2, AUDIO_SAMPLE_S16}, {8000, 1, AUDIO_SAMPLE_FLT}, 100));
+    EXPECT_EQ(As<float>(Resample(integers)), added);
+    ASSERT_TRUE(Create({8000, 2, AUDIO_SAMPLE_FLT}, {8000, 1, AUDIO_SAMPLE_S16}, 100));
+    EXPECT_EQ(As<short>(Resample(stereo)), std::vector<short>{16384});
+}
+
 // Every packed format to every other: ramps that each can hold exactly enough.
 TEST_F(AudioResamplerTest, ConvertsEveryPackedFormatToEveryOther) {
     const auto bytesOf = [](int flag, const std::vector<double>& values) {
