@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "audio/aac_range.h"
 #include "audio/audio_encoder.h"
 #include "support/log_front.h"
 
@@ -72,14 +73,19 @@ void CAudioEncoder::Resynchronise(long long hostPts, long long pts) {
     }
 }
 
+// FFmpeg would take null, and does not see the host's length where its samples are taken apart.
 int CAudioEncoder::FillFrame(const unsigned char* in, unsigned int inLen) {
-    const unsigned char* samples = in;
-    auto size = static_cast<int>(inLen);
-    if (m_Staging.IsNeeded()) {
-        samples = m_Staging.Separate(in);
-        size = static_cast<int>(m_Staging.Size());
+    const auto size = static_cast<int>(inLen);
+    if (in == nullptr || size < 0) {
+        return AVERROR(EINVAL);
     }
+    const unsigned char* samples = m_Staging.IsNeeded() ? m_Staging.Separate(in) : in;
     return avcodec_fill_audio_frame(m_pFrame, m_pCodecContext->channels, m_pCodecContext->sample_fmt, samples, size, 1);
+}
+
+// FFmpeg refuses some samples by itself, only later and with good ones behind them, and never returns from others.
+bool CAudioEncoder::IsEncodable(unsigned int frameBytes) const {
+    return m_nCodecId != AV_CODEC_ID_AAC || AreWithinAacRange(m_pFrame->extended_data[0], frameBytes);
 }
 
 int CAudioEncoder::EncodeFrame(unsigned char* out, unsigned int outLen, unsigned int frameBytes, unsigned int& consumed,
@@ -89,7 +95,8 @@ int CAudioEncoder::EncodeFrame(unsigned char* out, unsigned int outLen, unsigned
     packet.data = out;
     packet.size = static_cast<int>(outLen);
     int gotPacket = 0;
-    const int result = avcodec_encode_audio2(m_pCodecContext, &packet, m_pFrame, &gotPacket);
+    const int result = IsEncodable(frameBytes) ? avcodec_encode_audio2(m_pCodecContext, &packet, m_pFrame, &gotPacket)
+                                               : AVERROR(EINVAL);
     av_packet_free_side_data(&packet);
     if (result < 0) {
         FFMPEG_LOG(Critical) << "CAudioEncoder::Encode: encoding failed: " << result;

@@ -40,6 +40,7 @@ private:
     unsigned int FrameBytes(unsigned int frameSamples) const;
     void Resynchronise(long long hostPts, long long pts);
     int FillFrame(const unsigned char* in, unsigned int inLen);
+    bool IsEncodable(unsigned int frameBytes) const;
     int EncodeFrame(unsigned char* out, unsigned int outLen, unsigned int frameBytes, unsigned int& consumed,
                     unsigned int& written, long long& pts);
     void TakePacket(const AVPacket& packet, unsigned int outLen, unsigned int& written, long long& pts);

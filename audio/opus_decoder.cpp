@@ -7,7 +7,7 @@
 #include <vector>
 
 struct COpusDecoder::COpusDecoderImpl {
-    // The samples per channel, or libopus's error.
+    // The samples per channel, or an error of libopus's.
     int DecodePacket(const unsigned char* in, unsigned int inLen, short* out, int room);
     int Conceal(short* out, int room);
 
@@ -110,7 +110,9 @@ int COpusDecoder::COpusDecoderImpl::DecodePacket(const unsigned char* in, unsign
     if (in == nullptr || inLen == 0) {
         return Conceal(out, room);
     }
-    return opus_decode(decoder, in, static_cast<opus_int32>(inLen), out, room, 0);
+    const auto length = static_cast<opus_int32>(inLen);
+    // libopus would take the whole room on its stack before it refuses.
+    return length < 0 ? OPUS_BAD_ARG : opus_decode(decoder, in, length, out, room, 0);
 }
 
 // libopus fills the whole room in one go, and keeps twice as much on its stack; pieces give the same samples.

@@ -45,7 +45,7 @@ void PlanarStaging::Open(const AVCodecContext* context) {
 }
 
 void PlanarStaging::Close() {
-    m_Buffer = {};
+    m_Buffer = std::vector<unsigned char>();
 }
 
 const unsigned char* PlanarStaging::Separate(const unsigned char* in) {

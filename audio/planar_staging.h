@@ -21,7 +21,6 @@ public:
 
     /// The planes of one frame, back to back. REQUIRES: IsNeeded(), and `in` holds a whole frame.
     const unsigned char* Separate(const unsigned char* in);
-    std::size_t Size() const { return m_Buffer.size(); }
 
 private:
     std::vector<unsigned char> m_Buffer;

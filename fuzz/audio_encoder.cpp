@@ -24,22 +24,14 @@ AUDIO_FORMAT MakeFormat(CAudioEncoderBase* encoder, unsigned int wishes, InputRe
     return format;
 }
 
-// Repeated, the byte makes a float between -1 and 1. What FFmpeg's AAC encoder does with others stands in
-// known/README.md.
-std::uint8_t WithinRange(std::uint8_t byte) {
-    return byte & 0xBF;
-}
-
 // Samples are not read from the input but drawn from a byte of it: frames are longer than useful inputs.
 void EncodeBlocks(CAudioEncoderBase* encoder, unsigned int wishes, InputReader* input) {
-    const bool isFloat = encoder->GetSupportedFormats() == AUDIO_SAMPLE_FLT;
     const unsigned int room = (wishes & kLittleRoom) != 0 ? input->Number<std::uint16_t>()
                                                           : static_cast<unsigned int>(encoder->GetMinOutBufLen());
     const std::unique_ptr<unsigned char[]> out(new unsigned char[room]);
     for (int i = 0; i < kMostBlocks && !input->IsAtEnd(); ++i) {
         const std::size_t length = input->Number<std::uint16_t>() % 20000;
-        const auto byte = input->Number<std::uint8_t>();
-        std::vector<unsigned char> block(length, isFloat ? WithinRange(byte) : byte);
+        std::vector<unsigned char> block(length, input->Number<std::uint8_t>());
         long long pts = (wishes & kOwnTimes) != 0 ? input->Number<std::int64_t>() : 0;
         unsigned int consumed = 0;
         unsigned int written = 0;

@@ -68,11 +68,13 @@ public:
     /// stream, which for AAC and MP3 may be others than those asked for.
     ///
     /// `consumed` receives the input bytes taken: all of them, even when decoding them fails. `written` receives the
-    /// output bytes produced, 0 for every result but 0; bytes of `out` may have changed all the same. Two cases to
+    /// output bytes produced, 0 for every result but 0; bytes of `out` may have changed all the same. Three cases to
     /// know:
     /// - Opus counts the samples of one channel only: with two channels twice as many bytes as `written` are in `out`.
     /// - A stereo frame in an AAC or MP3 decoder that was made for one channel: the left channel stands at the front of
     ///   its place in `out`, and `written` counts both.
+    /// - An AAC frame of more than two channels, which tells so in its own header (ADTS), in a decoder that was made for
+    ///   two: the first two channels stand interleaved at the front of its place, and `written` counts all.
     ///
     /// | result | meaning |
     /// |---|---|

@@ -53,6 +53,10 @@ public:
     /// at the end is dropped. `out` must have the room that `Create` told, of which a stereo output uses the first half
     /// at most. `outLen` receives the bytes written.
     ///
+    /// Each side of mono that becomes stereo is lower by 3 dB, so that the power stays. Stereo that becomes mono is the
+    /// mean of both sides; but where floats or doubles come out, it has the power of both: the same sound on both sides
+    /// becomes louder by 3 dB, and may go beyond full scale.
+    ///
     /// What does not fit, and what the filter needs to go on with, stays inside for the next call; nothing flushes it,
     /// so the last few milliseconds of a stream do not come out.
     ///

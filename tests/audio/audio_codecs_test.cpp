@@ -306,6 +306,43 @@ TEST(Codecs, AacOfOneChannelCopiesOnePlaneOfAStereoFrame) {
     }
 }
 
+std::vector<Bytes> AdtsFrames(const std::string& stream) {
+    std::vector<Bytes> frames;
+    for (std::size_t at = 0; at + 7 <= stream.size();) {
+        const auto byte = [&](std::size_t i) {
+            return static_cast<unsigned int>(static_cast<unsigned char>(stream[i]));
+        };
+        const std::size_t size = (byte(at + 3) & 3) << 11 | byte(at + 4) << 3 | byte(at + 5) >> 5;
+        frames.emplace_back(stream.begin() + static_cast<long>(at), stream.begin() + static_cast<long>(at + size));
+        at += size;
+    }
+    return frames;
+}
+
+// Its frames tell their channels themselves. The place of all six is counted, and the first two stand in front.
+TEST(Codecs, AacOfSixChannelsGivesTheFirstTwoInAStereoDecoder) {
+    const ProcessResult made = RunCommand(
+        "ffmpeg -v error -f lavfi -i 'aevalsrc=0.4*sin(3000*t)|0.4*sin(9000*t)|0.3*sin(5000*t)|0|0|0:c=5.1:s=44100:d=1'"
+        " -c:a aac -b:a 384k -f adts -");
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    const std::vector<Bytes> frames = AdtsFrames(made.out);
+    ASSERT_GT(frames.size(), 40u);
+    ReadyDecoder decoder(AUDIO_CODEC_AAC, 2, 44100);
+    const Decoded decoded = DecodeAll(decoder.Get(), frames);
+    EXPECT_THAT(decoded.results, Each(0));
+    constexpr std::size_t kFrame = std::size_t(1024) * 6;
+    const auto samples = decoded.As<float>();
+    ASSERT_EQ(samples.size(), frames.size() * kFrame);
+    const auto expected = FfmpegDecodes<float>("-f aac -i -", "f32le", made.out);
+    ASSERT_EQ(expected.size(), samples.size());
+    for (std::size_t frame = 0; frame < samples.size(); frame += kFrame) {
+        for (std::size_t i = 0; i < 1024; ++i) {
+            ASSERT_NEAR(samples[frame + 2 * i], expected[frame + 6 * i], 1.0 / 65536);
+            ASSERT_NEAR(samples[frame + 2 * i + 1], expected[frame + 6 * i + 1], 1.0 / 65536);
+        }
+    }
+}
+
 // Every file whose codec has an id gives the samples that a bare decoder gave, as the list beside the files tells.
 struct Listed {
     std::string file;

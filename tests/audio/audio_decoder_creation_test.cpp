@@ -350,6 +350,8 @@ TEST_F(AudioDecoderTest, WritesTheConfigurationInTwoDigitsEach) {
     LogCapture log;
     EXPECT_TRUE(Create(Make(AUDIO_CODEC_AAC, "aac"), 1, 88200));
     EXPECT_EQ(log.Take().at(0), Ffmpeg(Severity::Info, "CAudioDecoder: AAC extradata 10 88"));
+    EXPECT_TRUE(Create(Make(AUDIO_CODEC_AAC, "aac"), 1, 44100));
+    EXPECT_EQ(log.Take().at(0), Ffmpeg(Severity::Info, "CAudioDecoder: AAC extradata 12 08"));
     unsigned char config[5];
     WriteAacConfig(config, 11, 300);  // channels in the low eight bits
     EXPECT_EQ(Bytes(config, config + 5), (Bytes{0x15, 0xE0, 0x56, 0xE5, 0x00}));

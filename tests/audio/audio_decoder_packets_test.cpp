@@ -195,6 +195,18 @@ TEST_F(AudioDecoderTest, WritesAllFramesOfAPacket) {
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), out.begin()));
 }
 
+TEST_F(AudioDecoderTest, NeedsNoMoreRoomThanTheFramesTake) {
+    const auto frames = Mp3Frames("tones_44100_2.mp3");
+    auto& decoder = Make(AUDIO_CODEC_MP3, "mp3");
+    ASSERT_TRUE(Create(decoder, 2, 44100));
+    EXPECT_EQ(Decode(decoder, Joined(frames.at(0), frames.at(1)), 2 * 1152 * 4), 0);
+    EXPECT_EQ(written, 2u * 1152 * 4);
+    auto& pcm = Make(AUDIO_CODEC_PCM_S16LE, "pcm_s16le");
+    ASSERT_TRUE(Create(pcm, 1, 8000));
+    EXPECT_EQ(Decode(pcm, Bytes(8), 8), 0);
+    EXPECT_EQ(written, 8u);
+}
+
 TEST_F(AudioDecoderTest, FailsWhereTheSecondFrameDoesNotFit) {
     const auto frames = Mp3Frames("tones_44100_2.mp3");
     auto& decoder = Make(AUDIO_CODEC_MP3, "mp3");

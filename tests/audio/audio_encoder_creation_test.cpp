@@ -126,6 +126,9 @@ TEST_F(AudioEncoderTest, LeavesThePackedFormatToACodecThatListsNone) {
     EXPECT_EQ(FormatForEncoder(&codec, AV_SAMPLE_FMT_S16), AV_SAMPLE_FMT_S16);
     EXPECT_EQ(FormatForEncoder(&codec, AV_SAMPLE_FMT_NONE), AV_SAMPLE_FMT_NONE);
     EXPECT_EQ(FormatForEncoder(&codec, AV_SAMPLE_FMT_FLT), AV_SAMPLE_FMT_FLTP);
+    const AVSampleFormat both[] = {AV_SAMPLE_FMT_FLTP, AV_SAMPLE_FMT_FLT, AV_SAMPLE_FMT_NONE};
+    codec.sample_fmts = both;
+    EXPECT_EQ(FormatForEncoder(&codec, AV_SAMPLE_FMT_FLT), AV_SAMPLE_FMT_FLT);
 }
 
 TEST_F(AudioEncoderTest, RefusesASecondCreation) {

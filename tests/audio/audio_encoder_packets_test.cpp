@@ -157,6 +157,14 @@ TEST_F(AudioEncoderTest, StagesStereoInOnePlace) {
     }
 }
 
+TEST_F(AudioEncoderTest, GivesTheMemoryOfItsStagingBackWhenItIsDestroyed) {
+    auto& encoder = Mp3();
+    ASSERT_TRUE(Create(encoder, 44100, 2, AUDIO_SAMPLE_S16));
+    const AllocationCounter allocations;
+    encoder.DestroyEncoder();
+    EXPECT_EQ(allocations.freed, 1);
+}
+
 TEST_F(AudioEncoderTest, AllocatesNothingOfItsOwnToEncode) {
     auto& encoder = Mp3();
     ASSERT_TRUE(Create(encoder, 44100, 2, AUDIO_SAMPLE_S16));
@@ -278,6 +286,46 @@ TEST_F(AudioEncoderTest, TellsOfAFrameThatCannotBeFilled) {
     EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, "CAudioEncoder::Encode: fill frame failed!")));
     EXPECT_EQ(Encode(encoder, 20), 1);
     EXPECT_EQ(pts, 0);
+}
+
+// Also where the samples are taken apart, of which FFmpeg never sees the host's length.
+TEST_F(AudioEncoderTest, RefusesALengthOfTwoGigabytesAndNoSamplesAtAll) {
+    struct {
+        CAudioEncoder& encoder;
+        int channels, flag;
+        unsigned int frameBytes;
+    } const rows[] = {{Aac(), 1, AUDIO_SAMPLE_FLT, 4096},
+                      {Aac(), 2, AUDIO_SAMPLE_FLT, 8192},
+                      {Mp3(), 1, AUDIO_SAMPLE_S16, 2304},
+                      {Mp3(), 2, AUDIO_SAMPLE_S16, 4608},
+                      {Mp3(), 2, AUDIO_SAMPLE_S32, 9216}};
+    const auto line = Ffmpeg(Severity::Critical, "CAudioEncoder::Encode: fill frame failed!");
+    for (const auto& row : rows) {
+        ASSERT_TRUE(Create(row.encoder, 44100, row.channels, row.flag));
+        LogCapture log;
+        for (const unsigned int length : {0x80000000u, UINT_MAX}) {
+            EXPECT_EQ(Encode(row.encoder, length), 0);
+            EXPECT_EQ(consumed, 0u);
+            EXPECT_EQ(written, 0u);
+            EXPECT_EQ(pts, 0);
+            EXPECT_THAT(log.Take(), ElementsAre(line));
+        }
+        EXPECT_EQ(row.encoder.Encode(nullptr, row.frameBytes, out.data(), 16384, consumed, written, pts), 0);
+        EXPECT_THAT(log.Take(), ElementsAre(line));
+        EXPECT_EQ(Encode(row.encoder, row.frameBytes), 1) << "stays usable";
+        EXPECT_EQ(consumed, row.frameBytes);
+        EXPECT_EQ(g_Encoded.pts, 0) << "the failed calls did not move the clock";
+    }
+}
+
+TEST_F(AudioEncoderTest, RefusesNoSamplesOfPcm) {
+    auto& encoder = Pcm();
+    ASSERT_TRUE(Create(encoder, 8000, 1, AUDIO_SAMPLE_S16));
+    LogCapture log;
+    EXPECT_EQ(encoder.Encode(nullptr, 20, out.data(), 100, consumed, written, pts), 0);
+    EXPECT_EQ(consumed, 0u);
+    EXPECT_EQ(pts, 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, "CAudioEncoder::Encode: fill frame failed!")));
 }
 
 TEST_F(AudioEncoderTest, TellsOfAFailedEncoding) {

@@ -107,7 +107,10 @@ INSTANTIATE_TEST_SUITE_P(
                     // 512 become 86: 10172 * 1 + 16384 loses against 8000 * 4096 / 768000 + 32768.
                     Sizing{"Down", {48000, 2, AUDIO_SAMPLE_FLT}, {8000, 1, AUDIO_SAMPLE_U8}, 4096, 32853},
                     // Planes count as packed samples do: 12050 * 2 + 16384.
-                    Sizing{"Planar", {8000, 1, AUDIO_SAMPLE_FLTP}, {8000, 1, AUDIO_SAMPLE_S16P}, 4096, 40484}),
+                    Sizing{"Planar", {8000, 1, AUDIO_SAMPLE_FLTP}, {8000, 1, AUDIO_SAMPLE_S16P}, 4096, 40484},
+                    // 2^32 - 5001 samples become 2^32 - 5000, and 2 * that + 10000 wraps to 0: the first estimate is
+                    // that of four samples, 16 + 16384. The second wraps to -20004 + 32768.
+                    Sizing{"Wrapped", {1, 1, AUDIO_SAMPLE_U8}, {1, 1, AUDIO_SAMPLE_S32}, 0xFFFFEC77, 16400}),
     [](const auto& row) { return std::string(row.param.name); });
 
 // The arithmetic once more, in 64 bits with an explicit wrap behind each operation.
@@ -415,6 +418,26 @@ TEST_F(AudioResamplerTest, SpreadsMonoOverStereoAndBack) {
     ASSERT_TRUE(Create({8000, 2, AUDIO_SAMPLE_S16}, {8000, 1, AUDIO_SAMPLE_S16}, 100));
     EXPECT_EQ(As<short>(Resample(AsBytes(stereo))), (std::vector<short>{71, -141, 21213}));
     EXPECT_EQ(As<short>(Resample(AsBytes(std::vector<short>{1000, 3000}))), std::vector<short>{2000}) << "the mean";
+}
+
+// Floats may be larger than 1, so FFmpeg keeps the power where they come out, and the mean where integers do.
+TEST_F(AudioResamplerTest, AddsThePowerOfBothSidesWhereFloatsComeOut) {
+    const Bytes mono = AsBytes(std::vector<float>{0.5f});
+    const Bytes stereo = AsBytes(std::vector<float>{0.5f, 0.5f});
+    ASSERT_TRUE(Create({8000, 1, AUDIO_SAMPLE_FLT}, {8000, 2, AUDIO_SAMPLE_FLT}, 100));
+    const auto spread = As<float>(Resample(mono));
+    ASSERT_EQ(spread.size(), 2u);
+    EXPECT_FLOAT_EQ(spread[0], static_cast<float>(0.5 * std::sqrt(0.5)));
+    EXPECT_FLOAT_EQ(spread[1], spread[0]);
+    ASSERT_TRUE(Create({8000, 2, AUDIO_SAMPLE_FLT}, {8000, 1, AUDIO_SAMPLE_FLT}, 100));
+    const auto added = As<float>(Resample(stereo));
+    ASSERT_EQ(added.size(), 1u);
+    EXPECT_FLOAT_EQ(added[0], static_cast<float>(0.5 * std::sqrt(2.0)));
+    const Bytes integers = AsBytes(std::vector<short>{16384, 16384});
+    ASSERT_TRUE(Create({8000, 2, AUDIO_SAMPLE_S16}, {8000, 1, AUDIO_SAMPLE_FLT}, 100));
+    EXPECT_EQ(As<float>(Resample(integers)), added);
+    ASSERT_TRUE(Create({8000, 2, AUDIO_SAMPLE_FLT}, {8000, 1, AUDIO_SAMPLE_S16}, 100));
+    EXPECT_EQ(As<short>(Resample(stereo)), std::vector<short>{16384});
 }
 
 // Every packed format to every other: ramps that each can hold exactly enough.

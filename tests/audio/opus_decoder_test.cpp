@@ -270,8 +270,23 @@ TEST_F(OpusDecoderTest, TellsOfNoRoomAtAll) {
     EXPECT_EQ(Decode(packet, 3), 3) << "not one sample group";
     EXPECT_EQ(decoder.Decode(packet.data(), 3, nullptr, 23040, consumed, written), 3);
     EXPECT_EQ(consumed, 3u);
-    EXPECT_EQ(decoder.Decode(packet.data(), 0x80000000u, out.data(), 23040, consumed, written), 3);
-    EXPECT_EQ(consumed, 0x80000000u);
+}
+
+// libopus takes such a length for a negative one, and then the whole room on its stack before it refuses.
+TEST_F(OpusDecoderTest, RefusesALengthOfTwoGigabytesWhateverTheRoom) {
+    ASSERT_TRUE(Create(2, 48000));
+    Bytes packet = StereoPackets().at(0);
+    std::vector<short> large(32 << 20);
+    for (const unsigned int length : {0x80000000u, 0xffffffffu}) {
+        for (const unsigned int room : {0u, 3u, 23040u, 9000000u, 64u << 20}) {
+            EXPECT_EQ(decoder.Decode(packet.data(), length, large.data(), room, consumed, written), 3) << room;
+            EXPECT_EQ(consumed, length);
+            EXPECT_EQ(written, 0u);
+        }
+    }
+    EXPECT_THAT(g_Rooms, IsEmpty()) << "libopus is not troubled";
+    EXPECT_EQ(Decode(packet, 23040), 0);
+    EXPECT_EQ(written, 1920u);
 }
 
 TEST_F(OpusDecoderTest, TurnsEveryErrorOfLibopusIntoItsCode) {
