@@ -11,6 +11,7 @@
 #include "front/registry/ffmpeg_registry.h"
 #include "front/registry/media_vocabulary.h"
 #include "support/codec_context.h"
+#include "support/delete_object.h"
 #include "support/ffmpeg_error.h"
 #include "support/log_front.h"
 
@@ -33,7 +34,7 @@ CAudioDecoder::CAudioDecoder(int id, const char* name) : m_nId(id), m_sName(Kept
 CAudioDecoder::~CAudioDecoder() = default;
 
 void CAudioDecoder::Delete() {
-    delete this;
+    DeleteUnlessNull(this);
 }
 
 int CAudioDecoder::GetMinOutBufLen() {

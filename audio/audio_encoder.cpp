@@ -6,6 +6,7 @@
 #include "audio/codec_name.h"
 #include "front/registry/ffmpeg_registry.h"
 #include "support/codec_context.h"
+#include "support/delete_object.h"
 #include "support/log_front.h"
 
 namespace {
@@ -28,7 +29,7 @@ CAudioEncoder::CAudioEncoder(AVCodecID id, const char* name) : m_nCodecId(id), m
 CAudioEncoder::~CAudioEncoder() = default;
 
 void CAudioEncoder::Delete() {
-    delete this;
+    DeleteUnlessNull(this);
 }
 
 int CAudioEncoder::GetSupportedFormats() {

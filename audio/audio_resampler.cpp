@@ -6,6 +6,7 @@
 
 #include "audio/audio_format_av.h"
 #include "front/registry/ffmpeg_registry.h"
+#include "support/delete_object.h"
 #include "support/log_front.h"
 
 namespace {
@@ -29,7 +30,7 @@ CAudioResampler::CAudioResampler() = default;
 CAudioResampler::~CAudioResampler() = default;
 
 void CAudioResampler::Delete() {
-    delete this;
+    DeleteUnlessNull(this);
 }
 
 const AUDIO_FORMAT* CAudioResampler::GetInFormat() {

@@ -6,6 +6,8 @@
 #include <array>
 #include <vector>
 
+#include "support/delete_object.h"
+
 struct COpusDecoder::COpusDecoderImpl {
     // The samples per channel, or an error of libopus's.
     int DecodePacket(const unsigned char* in, unsigned int inLen, short* out, int room);
@@ -46,7 +48,7 @@ COpusDecoder::COpusDecoder() : m_pImpl(new COpusDecoderImpl) {}
 COpusDecoder::~COpusDecoder() = default;
 
 void COpusDecoder::Delete() {
-    delete this;
+    DeleteUnlessNull(this);
 }
 
 int COpusDecoder::GetMinOutBufLen() {

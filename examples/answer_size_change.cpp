@@ -84,6 +84,8 @@ int main(int argc, char** argv) {
 
     Player player;
     player.decoder = Codrelay_VideoDecoder(VIDEO_CODEC_H264, "");
+    // A size in whole blocks of 16 pixels: to any other, FFmpeg cuts pictures that are a little larger, and no status
+    // tells of them.
     if (player.decoder->CreateDecoder(CSP_YUV420P, kShownWidth, kShownHeight, nullptr) != 1)
         return Fail("the decoder does not open");
 

@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
     Codrelay_Create(nullptr);
     Player player;
     player.decoder->AllowResolutionChange();
-    player.decoder->CreateDecoder(CSP_YUV420P, 640, 360, nullptr);
+    player.decoder->CreateDecoder(CSP_YUV420P, 8192, 1, nullptr);  // no stream's size: the first picture brings its own
     std::unique_ptr<CDemuxerFileBase> file(Codrelay_DemuxerFile(0));
     if (argc == 2 && file->Open(argv[1], &player))
         while (file->ReadNextFrame() == 1)

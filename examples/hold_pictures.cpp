@@ -62,7 +62,8 @@ int main(int argc, char** argv) {
     Collector collector;
     collector.decoder = Codrelay_VideoDecoder(VIDEO_CODEC_H264, "");
     collector.decoder->AllowResolutionChange();
-    if (collector.decoder->CreateDecoder(CSP_YUV420P, 640, 360, &room) != 1)
+    // No stream's size: the first picture brings its own.
+    if (collector.decoder->CreateDecoder(CSP_YUV420P, 8192, 1, &room) != 1)
         return Fail("the decoder does not open");
 
     std::unique_ptr<CDemuxerFileBase> file(Codrelay_DemuxerFile(0));

@@ -56,7 +56,8 @@ int main(int argc, char** argv) {
     thinner.rateLimit = static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10));
     thinner.decoder = Codrelay_VideoDecoder(VIDEO_CODEC_H264, "");
     thinner.decoder->AllowResolutionChange();
-    if (thinner.decoder->CreateDecoder(CSP_YUV420P, 640, 360, nullptr) != 1)
+    // No stream's size: the first picture brings its own.
+    if (thinner.decoder->CreateDecoder(CSP_YUV420P, 8192, 1, nullptr) != 1)
         return Fail("the decoder does not open");
 
     const std::unique_ptr<CDemuxerFileBase> file(Codrelay_DemuxerFile(0));

@@ -95,9 +95,10 @@ int main(int argc, char** argv) {
     Decoder decoder(Codrelay_VideoDecoder(codec, ""));
     if (!decoder)
         return Fail("there is no decoder for this video");
-    // The size is only a first guess where other sizes are allowed.
+    // The first picture brings its own size. A likelier one than this could be taken for what the container says, and
+    // pictures be cut to it.
     decoder->AllowResolutionChange();
-    if (decoder->CreateDecoder(CSP_YUV420P, 640, 360, nullptr) != 1)
+    if (decoder->CreateDecoder(CSP_YUV420P, 8192, 1, nullptr) != 1)
         return Fail("the decoder does not open");
 
     PictureWriter writer(stream, std::move(decoder), argv[2]);

@@ -7,6 +7,7 @@
 #include "front/registry/ffmpeg_registry.h"
 #include "front/registry/picture_size.h"
 #include "support/codec_context.h"
+#include "support/delete_object.h"
 #include "support/log_front.h"
 #include "video_decoder/decoder_csp_transform.h"
 
@@ -35,7 +36,7 @@ CVideoDecoder::CVideoDecoder(AVCodecID codecId, const char* codecName, unsigned 
 CVideoDecoder::~CVideoDecoder() = default;
 
 void CVideoDecoder::Delete() {
-    delete this;
+    DeleteUnlessNull(this);
 }
 
 unsigned int CVideoDecoder::GetSupportedColorSpaces() {

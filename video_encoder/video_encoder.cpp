@@ -6,6 +6,7 @@
 #include "codrelay/utils/clock.h"
 #include "front/registry/ffmpeg_registry.h"
 #include "support/codec_context.h"
+#include "support/delete_object.h"
 #include "support/log_front.h"
 
 namespace {
@@ -45,7 +46,7 @@ CVideoEncoder::CVideoEncoder(int codecId, const char* codecName, unsigned int co
 CVideoEncoder::~CVideoEncoder() = default;
 
 void CVideoEncoder::Delete() {
-    delete this;
+    DeleteUnlessNull(this);
 }
 
 unsigned int CVideoEncoder::GetSupportedColorSpaces() {

@@ -54,6 +54,32 @@ TEST_P(DecodeOracle, EveryPictureIsBitIdenticalWithThePeers) {
                                                        " height = " + std::to_string(stream.height))));
 }
 
+// How a host decodes that is not told the size. No stream comes close to this one, by which FFmpeg's decoders might
+// crop a picture or take it for a field.
+TEST_P(DecodeOracle, ADecoderOfAnUnlikelySizeFollowsTheStreamFromTheFirstPictureOn) {
+    const Stream& stream = GetParam();
+    const std::vector<PeerPicture> peer = PeerPictures(Clip(stream.clip));
+    std::vector<AccessUnit> units = AccessUnits(Clip(stream.clip));
+    TestDecoder decoder(stream.codec);
+    decoder->AllowResolutionChange();
+    ASSERT_EQ(decoder.Create(8192, 1), 1);
+    LogCapture log;
+    Frame frame;
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        const bool early = i < stream.delay;
+        ASSERT_EQ(decoder.Decode(units[i], frame), early ? 3 : 0) << "call " << i;
+        if (!early) {
+            EXPECT_EQ(frame->m_nWidth, stream.width);
+            EXPECT_EQ(frame->m_nHeight, stream.height);
+            ASSERT_EQ(HashOf(*frame), peer[i - stream.delay].md5) << "call " << i;
+        }
+    }
+    EXPECT_THAT(log.Take(),
+                ElementsAre(Ffmpeg(Severity::Info, "CVideoDecoder::Decode: resolution changed from 8192x1 to " +
+                                                       std::to_string(stream.width) + "x" +
+                                                       std::to_string(stream.height) + ", reiniting the pool")));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Clips, DecodeOracle,
     testing::Values(

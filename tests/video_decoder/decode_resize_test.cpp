@@ -171,7 +171,8 @@ TEST(DecodeOtherSize, EveryPictureIsRefused) {
     };
     for (const Stream& stream :
          {Stream{"h264_baseline.264", kH264, {322, 240}}, Stream{"mpeg4.avi", kMpeg4, {322, 240}},
-          Stream{"h264_baseline.264", kH264, {304, 240}}, Stream{"h265.265", kH265, {318, 238}},
+          Stream{"h264_baseline.264", kH264, {304, 240}}, Stream{"h264_baseline.264", kH264, {320, 256}},
+          Stream{"mpeg4.avi", kMpeg4, {320, 238}}, Stream{"h265.265", kH265, {318, 238}},
           Stream{"mpeg4.avi", kMpeg4, {318, 238}}}) {
         std::vector<AccessUnit> units = AccessUnits(Clip(stream.clip));
         LogCapture log;

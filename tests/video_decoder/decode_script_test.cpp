@@ -49,6 +49,7 @@ struct SentPacket {
 
 std::deque<Step> g_Steps;
 std::vector<SentPacket> g_Sent;
+AVPacket g_LastSent;
 std::optional<int> g_FailingCopy;
 AVPixelFormat g_Format = AV_PIX_FMT_YUV420P;
 long long g_NowMs = 0;
@@ -80,6 +81,7 @@ extern "C" {
 
 int __wrap_avcodec_send_packet(AVCodecContext*, const AVPacket* packet) {
     g_Sent.push_back({packet->data, packet->size});
+    g_LastSent = *packet;
     const std::optional<Step> step = Next(Step::kSend);
     return step ? step->result : 0;
 }
@@ -168,6 +170,22 @@ TEST_F(DecodeScript, APacketThatFindsNoRoomIsSentAgainAfterReceiving) {
     EXPECT_EQ(Value(), 5);
     const SentPacket packet{m_Packet.data(), static_cast<int>(m_Packet.size())};
     EXPECT_THAT(g_Sent, ElementsAre(packet, packet));
+}
+
+// FFmpeg takes a time of 0 for a time, and whatever else it finds in a packet for the host's.
+TEST_F(DecodeScript, APacketTellsItsBytesAndNothingElse) {
+    AVPacket bare;
+    av_init_packet(&bare);
+    EXPECT_EQ(Run({Send(0), Receive(kAgain)}, 1234, 0), 3);
+    EXPECT_EQ(g_LastSent.pts, bare.pts);
+    EXPECT_EQ(g_LastSent.dts, bare.dts);
+    EXPECT_EQ(g_LastSent.duration, bare.duration);
+    EXPECT_EQ(g_LastSent.pos, bare.pos);
+    EXPECT_EQ(g_LastSent.stream_index, bare.stream_index);
+    EXPECT_EQ(g_LastSent.flags, bare.flags);
+    EXPECT_EQ(g_LastSent.buf, nullptr);
+    EXPECT_EQ(g_LastSent.side_data, nullptr);
+    EXPECT_EQ(g_LastSent.side_data_elems, 0);
 }
 
 TEST_F(DecodeScript, AResentPacketsPictureReplacesTheOneBefore) {
@@ -346,6 +364,16 @@ TEST_F(DecodeScript, AFailingCopyDropsThePictureBefore) {
                                                  "32:16")));
 }
 
+TEST_F(DecodeScript, OneDimensionIsEnoughForARefusal) {
+    EXPECT_EQ(Run({Send(0), PictureOfSize(5, 16, 18)}), 5);
+    EXPECT_EQ(Run({Send(0), PictureOfSize(5, 18, 16)}), 5);
+    EXPECT_EQ(m_Frame, nullptr);
+    EXPECT_THAT(
+        m_Log.Take(),
+        ElementsAre(Ffmpeg(Severity::Critical, "CVideoDecoder::CopyOutFrame: error w:h changed from 16:16 to 16:18"),
+                    Ffmpeg(Severity::Critical, "CVideoDecoder::CopyOutFrame: error w:h changed from 16:16 to 18:16")));
+}
+
 TEST_F(DecodeScript, FailedCallsGiveTheirFramesBack) {
     for (int i = 0; i < 20; ++i) {
         ASSERT_EQ(Run({Send(0), Receive(AVERROR_INVALIDDATA)}), 2);
@@ -367,6 +395,24 @@ TEST_F(DecodeScript, APacketMayChangeTheSizeBetweenItsPictures) {
     EXPECT_EQ(Value(), 6);
     EXPECT_EQ(Run({Send(0), PictureOfSize(7, 33, 17), Picture(8), PictureOfSize(9, 2, 2), Receive(kAgain)}), 0);
     EXPECT_EQ(m_Frame->m_nWidth, 2U);
+    EXPECT_EQ(Value(), 9);
+}
+
+TEST_F(DecodeScript, ARateLimitRunsOnAcrossAChange) {
+    (*m_Decoder)->AllowResolutionChange();
+    LogCapture log(Severity::Info);
+    ASSERT_EQ(Run({Send(0), Picture(5), Receive(kAgain)}, 100, 29), 0);
+    EXPECT_EQ(Run({Send(0), PictureOfSize(6, 32, 16), Receive(kAgain)}, 132, 29), 3);
+    EXPECT_THAT(log.Take(), IsEmpty());
+    EXPECT_EQ(Run({Send(0), PictureOfSize(7, 32, 16), Receive(kAgain)}, 133, 29), 0);
+    EXPECT_THAT(log.Take(),
+                ElementsAre(Ffmpeg(Severity::Info,
+                                   "CVideoDecoder::Decode: resolution changed from 16x16 to 32x16, reiniting the "
+                                   "pool")));
+    EXPECT_EQ(m_Frame->m_nTimestamp, 133);
+    EXPECT_EQ(Run({Send(0), PictureOfSize(8, 32, 16), Receive(kAgain)}, 165, 29), 3);
+    EXPECT_EQ(Value(), 7);
+    EXPECT_EQ(Run({Send(0), PictureOfSize(9, 32, 16), Receive(kAgain)}, 166, 29), 0);
     EXPECT_EQ(Value(), 9);
 }
 

@@ -321,6 +321,21 @@ TEST(FramePool, FrameReleasedAfterClearDoesNotComeBack) {
     }
 }
 
+TEST(FramePool, BuffersThatWereFreeBeforeClearServeNoLargerSize) {
+    ThreadsafeFramePool pool;
+    pool.Init(kFrameSize, nullptr);
+    std::array<Frame, 3> held{Take(pool), Take(pool), Take(pool)};
+    for (Frame& frame : held) {
+        std::memset(frame->GetData(), 0x5a, kFrameSize);
+        frame.reset();
+    }
+    pool.Clear();
+    pool.Init(2 * kFrameSize, nullptr);
+    for (const Frame& frame : TakeAll(pool)) {
+        ASSERT_TRUE(IsFilledWith(*frame, 2 * kFrameSize, 0));
+    }
+}
+
 TEST(FramePool, HasTheWholeBudgetAgainAfterClearAndInit) {
     ThreadsafeFramePool pool;
     pool.Init(kFrameSize, nullptr);

@@ -10,7 +10,9 @@
 #include "video_decoder/opening_script.h"
 #include "video_decoder/video_decoder_lifecycle_fixture.h"
 
+using testing::Each;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using uvqlog::Severity;
 
@@ -63,6 +65,26 @@ TEST_F(VideoDecoderLifecycle, WritesItsFirstLineBeforeItWaitsForTheLock) {
     GetMainFfmpegCodecLib()->Unlock();
     creator.join();
     uvqlog::SetSink(nullptr);
+}
+
+TEST_F(VideoDecoderLifecycle, LooksAtNothingBeforeItHasTheLock) {
+    std::vector<std::string> withoutLock;
+    std::vector<std::string> withLock;
+    uvqlog::SetSink([&](const uvqlog::LogEvent& event) {
+        (LibraryLockIsHeldElsewhere() ? withLock : withoutLock).emplace_back(event.text);
+    });
+    TestDecoder unknown({AV_CODEC_ID_H264, "h265000"});
+    EXPECT_EQ(unknown.Create(320, 240), 0);
+    EXPECT_EQ(m_Decoder->CreateDecoder(CSP_RGB24, 320, 240, nullptr), 0);
+    EXPECT_EQ(m_Decoder.Create(320, 240), 1);
+    EXPECT_EQ(m_Decoder.Create(320, 240), 0);
+    uvqlog::SetSink(nullptr);
+    EXPECT_THAT(withoutLock, Each(EndsWith(" height = 240")));
+    EXPECT_THAT(withLock, ElementsAre("FindCodec: Can't find codec 0. CodecId = 27, codecName = h265000, Encoder = 0",
+                                      "CVideoDecoder::CreateDecoder: find decoder failed! CodecId = 27, CodecName = "
+                                      "h265000",
+                                      "CVideoDecoder::CreateDecoder: unexpected colorspace: 16 vs. supported 2",
+                                      "CVideoDecoder::CreateDecoder: Already created!"));
 }
 
 TEST_F(VideoDecoderLifecycle, SecondCreateIsRefusedAndTheDecoderGoesOn) {

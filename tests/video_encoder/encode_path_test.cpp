@@ -285,6 +285,19 @@ TEST_P(Encode, OfNothingFails) {
     EXPECT_GT(EncodePicture(1), 0);
 }
 
+TEST_P(Encode, OfAPictureThatCannotBeLaidOutFailsBeforeFfmpegSeesThePictureBefore) {
+    ASSERT_GT(EncodePicture(1), 0);
+    int calls = 0;
+    m_Ffmpeg.encode = [&calls](AVCodecContext*, AVPacket*, const AVFrame*, int*) {
+        ++calls;
+        return 0;
+    };
+    m_Encoder.m_nFfmpegPixFmt = AV_PIX_FMT_NONE;
+    EXPECT_EQ(EncodePicture(kNoFrameInfo), AVERROR(EINVAL));
+    EXPECT_EQ(m_nKeyFrame, kNoFrameInfo);
+    EXPECT_EQ(calls, 0);
+}
+
 TEST_P(Encode, FillFrameMapsThePictureAlone) {
     TestPicture other(176, 144);
     m_Encoder.FillFrame(&other);

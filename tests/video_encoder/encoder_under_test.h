@@ -29,6 +29,7 @@ public:
 
     using CVideoEncoder::Destroy;
     using CVideoEncoder::m_nBitRate;
+    using CVideoEncoder::m_nFfmpegPixFmt;
     using CVideoEncoder::m_nFrameRate;
     using CVideoEncoder::m_nHeight;
     using CVideoEncoder::m_nMaxKeyInterval;

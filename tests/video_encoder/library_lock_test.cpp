@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -105,6 +106,26 @@ TEST_F(LibraryLock, IsHeldWhileAnEncoderOpensAndCloses) {
     encoder.DestroyEncoder();
     EXPECT_THAT(free, testing::ElementsAre(false, false));
     EXPECT_TRUE(LibraryLockIsFree());
+}
+
+TEST_F(LibraryLock, IsTakenBehindTheFirstLineOfACreateCallAndBeforeAnyOther) {
+    std::vector<std::string> withoutLock;
+    std::vector<std::string> withLock;
+    uvqlog::SetSink([&](const uvqlog::LogEvent& event) {
+        (LibraryLockIsFree() ? withoutLock : withLock).emplace_back(event.text);
+    });
+    EncoderUnderTest encoder(VIDEO_CODEC_MPEG4);
+    EXPECT_EQ(encoder.CreateEncoder(CSP_BGRA, 176, 144, 25, 800000, 0, 1, 50), 0);
+    EXPECT_EQ(encoder.CreateEncoder(CSP_YUV420P, 176, 144, 25, 800000, 0, 2, 50), 0);
+    EXPECT_EQ(encoder.Create(), 1);
+    EXPECT_EQ(encoder.Create(), 0);
+    uvqlog::SetSink(nullptr);
+    EXPECT_THAT(withoutLock, testing::ElementsAreArray(std::vector<std::string>(
+                                 4, "CVideoEncoder::CreateEncoder: mpeg4 width = 176 height = 144")));
+    EXPECT_THAT(withLock,
+                testing::ElementsAre("CVideoEncoder::CreateEncoder: Check input colorspace!",
+                                     "CVideoEncoder::CreateEncoder: Encoder mode error!", "max key interval 50",
+                                     "CVideoEncoder::CreateEncoder: Already created!"));
 }
 
 TEST_F(LibraryLock, IsGivenBackByEachFailure) {
