@@ -1,14 +1,27 @@
 #include "support/log_front.h"
 
-// Made once, however many threads log first at the same moment, and left to the end of the process on purpose: a host's
-// own statics may hold media objects, and what those log while they are torn down must find a living logger.
+#include <new>
+
+namespace {
+
+// Room for a logger that no destructor ends: a host's own statics may hold media objects, and what those log while they
+// are torn down must find a living logger. It goes with the library, and leaves nothing behind.
+struct LoggerRoom {
+    alignas(uvqlog::Logger) unsigned char bytes[sizeof(uvqlog::Logger)];
+};
+
+}  // namespace
+
+// Made once, however many threads log first at the same moment.
 uvqlog::Logger* uvq_log_logger__codrelay() {
-    static auto* const logger = new uvqlog::Logger("codrelay", true);
+    static LoggerRoom room;
+    static auto* const logger = new (room.bytes) uvqlog::Logger("codrelay", true);
     return logger;
 }
 
 uvqlog::Logger* uvq_log_logger__ffmpeg() {
-    static auto* const logger = new uvqlog::Logger("ffmpeg", true);
+    static LoggerRoom room;
+    static auto* const logger = new (room.bytes) uvqlog::Logger("ffmpeg", true);
     return logger;
 }
 

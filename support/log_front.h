@@ -79,9 +79,17 @@ public:
     explicit LogText(const LogLine& line) : m_Buffer(line.record.get()), m_Stream(&m_Buffer) {}
     std::ostream& Stream() { return m_Stream; }
 
+    bool IsComplete() const { return m_bComplete; }
+    /// Nothing is pending afterwards. The stream's destructor sees to that, too, but cannot tell that memory ran out.
+    void Complete() {
+        m_Buffer.pubsync();
+        m_bComplete = true;
+    }
+
 private:
     uvqlog::details::basic_ostringstreambuf<char, uvqlog::LogRecord> m_Buffer;
     uvqlog::LogStream m_Stream;  // gone first, so that it can flush into the buffer
+    bool m_bComplete = false;
 };
 
 /// A text from FFmpeg that may be missing: nothing is printed for null.
@@ -89,12 +97,13 @@ inline const char* TextOrNothing(const char* text) {
     return text != nullptr ? text : "";
 }
 
-// A loop of one round or none: what is inserted is not evaluated when the severity is off, and a line is handed over
-// only after its text is complete, not when an exception leaves it.
+// Loops of one round or none: what is inserted is not evaluated when the severity is off, and a line is handed over
+// only after its text is complete and the stream gone, not when an exception leaves it.
 #define CODRELAY_LOG_LINE(severity, accessor)                                                            \
     for (LogLine logLine = MakeLogLine(uvqlog::Severity::severity, accessor); logLine.logger != nullptr; \
          WriteLogLine(&logLine))                                                                         \
-    LogText(logLine).Stream()
+        for (LogText logText(logLine); !logText.IsComplete(); logText.Complete())                        \
+    logText.Stream()
 
 /// `CODRELAY_LOG(Critical) << "text" << 5;` writes one line on the logger "codrelay".
 #define CODRELAY_LOG(severity) CODRELAY_LOG_LINE(severity, uvq_log_logger__codrelay)

@@ -1,5 +1,6 @@
 #include <boost/format.hpp>
 #include <cstring>
+#include <locale>
 #include <stdexcept>
 
 #include "codrelay/utils/time.h"
@@ -72,7 +73,9 @@ std::string TimeMsToStr8601Utc(long long ms, bool extended) {
     const long seconds = ms / 1000;
     const long long rest = ms - seconds * 1000;
     const std::string text = TimeToStrUtc(seconds, extended ? "%Y-%m-%dT%H:%M:%S" : "%Y%m%dT%H%M%S");
-    return (boost::format(extended ? "%1%.%2$03dZ" : "%1%%2$03dZ") % text % rest).str();
+    // Whatever locale the host has set: this is a text for machines.
+    boost::format form(extended ? "%1%.%2$03dZ" : "%1%%2$03dZ", std::locale::classic());
+    return (form % text % rest).str();
 }
 
 }  // namespace utils

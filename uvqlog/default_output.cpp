@@ -5,8 +5,11 @@
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include <algorithm>
+#include <new>
 #include <stdexcept>
 #include <string_view>
+
+#include "uvqlog/until_unload.h"
 
 namespace uvqlog {
 
@@ -44,15 +47,6 @@ void WriteTo(spdlog::sinks::sink& target, const LogEvent& event) {
     target.flush();
 }
 
-bool TryWriteTo(spdlog::sinks::sink& target, const LogEvent& event) {
-    try {
-        WriteTo(target, event);
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
 template <typename Sink, typename... Args>
 std::shared_ptr<spdlog::sinks::sink> MakeTarget(Args&&... args) {
     auto target = std::make_shared<Sink>(std::forward<Args>(args)...);
@@ -62,31 +56,58 @@ std::shared_ptr<spdlog::sinks::sink> MakeTarget(Args&&... args) {
 
 }  // namespace
 
-// Left to the end of the process on purpose: the last record may come after any destructor.
 DefaultOutput& DefaultOutput::Instance() {
-    static auto* const instance = new DefaultOutput;
+    static auto* const instance = UntilUnload(new DefaultOutput);
     return *instance;
 }
 
-DefaultOutput::DefaultOutput() : m_pStderr(MakeTarget<spdlog::sinks::stderr_sink_st>()), m_pCurrent(m_pStderr) {}
+DefaultOutput::DefaultOutput() : m_pStderr(MakeTarget<spdlog::sinks::stderr_sink_st>()) {}
 
 void DefaultOutput::Write(const LogEvent& event) noexcept {
     std::lock_guard<std::mutex> lock(m_Mutex);
-    if (!TryWriteTo(*m_pCurrent, event)) {
-        m_pCurrent = m_pStderr;  // spdlog's file may be closed by now and must not be written again
-        TryWriteTo(*m_pStderr, event);
+    if (TryFile(event)) {
+        return;
+    }
+    try {
+        WriteTo(*m_pStderr, event);
+    } catch (const std::exception&) {
+        // There is nowhere else to go.
     }
 }
 
+// Where memory runs out the file is opened anew and tried once more, now or with the next line: spdlog may have closed
+// it to rename it, and must not write it then. Any other failure is the file's own.
+bool DefaultOutput::TryFile(const LogEvent& event) {
+    for (int tries = 0; tries < 2 && m_OpenFile; ++tries) {
+        try {
+            if (m_pFile == nullptr) {
+                m_pFile = m_OpenFile();
+            }
+            WriteTo(*m_pFile, event);
+            return true;
+        } catch (const std::bad_alloc&) {
+            m_pFile = nullptr;
+        } catch (const std::exception&) {
+            m_pFile = nullptr;
+            m_OpenFile = nullptr;
+        }
+    }
+    return false;
+}
+
 void DefaultOutput::ToRotatingFile(const std::string& path, std::size_t maxBytes, std::size_t maxFiles) {
+    std::function<Target()> openFile = [path, maxBytes, maxFiles] {
+        return MakeTarget<spdlog::sinks::rotating_file_sink_st>(path, maxBytes, maxFiles);
+    };
     Target file;
     try {
-        file = MakeTarget<spdlog::sinks::rotating_file_sink_st>(path, maxBytes, maxFiles);
+        file = openFile();
     } catch (const spdlog::spdlog_ex& error) {
         throw std::runtime_error(error.what());
     }
     std::lock_guard<std::mutex> lock(m_Mutex);
-    m_pCurrent.swap(file);
+    m_OpenFile.swap(openFile);
+    m_pFile.swap(file);
 }
 
 void LogToRotatingFile(const std::string& path, std::size_t maxBytes, std::size_t maxFiles) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,16 +21,21 @@ public:
 
     DefaultOutput();
 
-    /// Writes one line; never throws. A file that cannot be written any more is given up for stderr.
+    /// Writes one line; never throws. A file that cannot be written any more is given up for stderr; one that there was
+    /// no memory for is not.
     void Write(const LogEvent& event) noexcept;
     void ToRotatingFile(const std::string& path, std::size_t maxBytes, std::size_t maxFiles);
 
 private:
     using Target = std::shared_ptr<spdlog::sinks::sink>;
 
+    /// False where the line belongs on stderr.
+    bool TryFile(const LogEvent& event);
+
     std::mutex m_Mutex;  // guards all below, and is held while a line is written
     Target m_pStderr;
-    Target m_pCurrent;
+    std::function<Target()> m_OpenFile;  // empty: the lines go to stderr
+    Target m_pFile;                      // null: to be opened anew
 };
 
 }  // namespace uvqlog

@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "uvqlog/default_output.h"
+#include "uvqlog/thresholds.h"
+#include "uvqlog/until_unload.h"
 
 namespace uvqlog {
 
@@ -23,10 +25,19 @@ void Call(const SinkSwitch::Sink& sink, const LogEvent& event) noexcept {
 
 }  // namespace
 
-// Left to the end of the process on purpose: the last record may come after any destructor.
 SinkSwitch& SinkSwitch::Instance() {
-    static auto* const instance = new SinkSwitch;
+    static auto* const instance = UntilUnload(new SinkSwitch);
     return *instance;
+}
+
+// Made here, these outlive it: what a sink captured may log while the switch lets go of it.
+SinkSwitch::SinkSwitch() {
+    Thresholds::Instance();
+    DefaultOutput::Instance();
+}
+
+SinkSwitch::~SinkSwitch() {
+    SetSink(nullptr);
 }
 
 void SinkSwitch::Pass(const LogEvent& event) {

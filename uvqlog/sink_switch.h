@@ -16,6 +16,9 @@ public:
 
     static SinkSwitch& Instance();
 
+    SinkSwitch();
+    ~SinkSwitch();
+
     void Pass(const LogEvent& event);
     void SetSink(Sink sink);
 

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "uvqlog/control.h"
+#include "uvqlog/until_unload.h"
 
 namespace uvqlog {
 
@@ -12,9 +13,8 @@ constexpr int kSilent = std::numeric_limits<int>::max();
 
 }  // namespace
 
-// Left to the end of the process on purpose: loggers are torn down in an order that nobody controls.
 Thresholds& Thresholds::Instance() {
-    static auto* const instance = new Thresholds;
+    static auto* const instance = UntilUnload(new Thresholds);
     return *instance;
 }
 

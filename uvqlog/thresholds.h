@@ -12,7 +12,7 @@
 
 namespace uvqlog {
 
-/// What all loggers of one name share. Never destroyed, since a logger may be asked as late as process exit.
+/// What all loggers of one name share. It outlives them: a logger may be asked as late as process exit.
 struct LoggerState {
     const std::string name;
     std::atomic<int> lowest;

@@ -1,6 +1,7 @@
 #include "uvqlog/uvqlog.h"
 
 #include <atomic>
+#include <locale>
 
 #include "uvqlog/control.h"
 #include "uvqlog/sink_switch.h"
@@ -60,7 +61,11 @@ const std::string& Logger::GetName() const {
     return m_pState->name;
 }
 
-LogStream::LogStream(std::streambuf* buffer) : std::ostream(buffer) {}
+// What the buffer throws is for whoever writes, and numbers are the same whatever global locale the host has set.
+LogStream::LogStream(std::streambuf* buffer) : std::ostream(buffer) {
+    imbue(std::locale::classic());
+    exceptions(std::ios_base::badbit);
+}
 
 // Straight to the buffer: flush() would do nothing after a failed insertion, and what came before it would be lost.
 LogStream::~LogStream() {

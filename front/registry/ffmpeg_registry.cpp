@@ -3,10 +3,12 @@
 #include <cstring>
 
 #include "support/log_front.h"
+#include "uvqlog/until_unload.h"
 
 namespace {
 
-CMainFFmpegLib g_MainFfmpegLib;
+// Built when the library is loaded.
+CMainFFmpegLib* const g_pMainFfmpegLib = uvqlog::UntilUnload(new CMainFFmpegLib);
 
 using FindByName = AVCodec* (*)(const char* name);
 
@@ -58,7 +60,7 @@ Format* FindFormat(const char* longName, Format* (*next)(const Format*)) {
 }  // namespace
 
 CMainFFmpegLib* GetMainFfmpegCodecLib() {
-    return &g_MainFfmpegLib;
+    return g_pMainFfmpegLib;
 }
 
 void InitFfmpegCodecLib() {

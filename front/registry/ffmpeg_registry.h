@@ -29,7 +29,8 @@ public:
     std::vector<AVCodecID> GetFfmpegSupportedAudioEncoders() const;
 };
 
-/// The one instance; never null, usable from the library's load to process exit.
+/// The one instance; never null, usable from the library's load until it is unloaded, and to the last of a process that
+/// ends: a host's own statics may close codecs then.
 CMainFFmpegLib* GetMainFfmpegCodecLib();
 
 /// `InitCodecLib` on the one instance.

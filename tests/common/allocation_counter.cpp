@@ -6,6 +6,14 @@
 
 namespace {
 thread_local AllocationCounter* g_Counter = nullptr;
+
+bool IsRefused() {
+    if (g_Counter == nullptr) {
+        return false;
+    }
+    const int asked = ++g_Counter->asked;
+    return asked >= g_Counter->firstRefused && asked <= g_Counter->lastRefused;
+}
 }  // namespace
 
 AllocationCounter::AllocationCounter() {
@@ -17,7 +25,7 @@ AllocationCounter::~AllocationCounter() {
 }
 
 void* operator new(std::size_t size) {
-    void* memory = std::malloc(size);
+    void* memory = IsRefused() ? nullptr : std::malloc(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }

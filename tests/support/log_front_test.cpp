@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/host_locale.h"
 #include "common/log_capture.h"
 #include "uvqlog/control.h"
 
@@ -21,11 +22,13 @@ namespace {
 // Every allocation of the program is counted for the thread that makes it.
 thread_local int allocations = 0;
 thread_local int liveAllocations = 0;
+thread_local int untilFailure = 0;  // the allocation that is refused, counted down; none at 0
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-    void* memory = std::malloc(size);
+    const bool refused = untilFailure > 0 && --untilFailure == 0;
+    void* memory = refused ? nullptr : std::malloc(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -336,6 +339,70 @@ TEST_F(LogFrontTest, AnExceptionWhileALineIsFormedWritesNothingReleasesAllAndPas
     EXPECT_THROW(logAndFail(), std::runtime_error);
     EXPECT_THAT(Texts(), IsEmpty());
     EXPECT_EQ(liveAllocations, liveBefore);
+}
+
+/// Writes a line with its first allocation refused, then its second and so on, until it goes through. Returns how many
+/// were refused.
+template <typename Write>
+int RefuseEachAllocation(const std::vector<std::shared_ptr<LogRecord>>& written, const Write& write) {
+    for (int nth = 1;; ++nth) {
+        const int liveBefore = liveAllocations;
+        bool refused = false;
+        untilFailure = nth;
+        try {
+            write();
+        } catch (const std::bad_alloc&) {
+            refused = true;
+        }
+        const bool due = untilFailure == 0;
+        untilFailure = 0;
+        EXPECT_EQ(refused, due) << "allocation " << nth;
+        if (!due) {
+            return nth - 1;
+        }
+        EXPECT_THAT(written, IsEmpty()) << "allocation " << nth;
+        EXPECT_EQ(liveAllocations, liveBefore) << "allocation " << nth;
+    }
+}
+
+TEST_F(LogFrontTest, ALineThatRunsOutOfMemoryIsNotWrittenAndTheExceptionPassesOn) {
+    const std::string longText(100, 'x');
+    EXPECT_GE(RefuseEachAllocation(m_Logger.kept,
+                                   [&] {
+                                       SCRIPTED_LOG(Critical) << "Can't find video decoder "
+                                                              << "unknown" << 5 << ' ' << longText;
+                                   }),
+              4);
+    EXPECT_THAT(Texts(), ElementsAre("Can't find video decoder unknown5 " + longText));
+}
+
+TEST_F(LogFrontTest, ALineWhoseLastCharacterFindsNoMemoryIsNotWrittenEither) {
+    // Fifteen characters lie in the record itself.
+    EXPECT_EQ(RefuseEachAllocation(m_Logger.kept, [] { SCRIPTED_LOG(Critical) << "0123456789abcde" << '!'; }), 3);
+    EXPECT_THAT(Texts(), ElementsAre("0123456789abcde!"));
+}
+
+const char* FailAndTakeTheMemory() {
+    untilFailure = 1;
+    throw 5;
+}
+
+TEST_F(LogFrontTest, AnExceptionPassesOnWhereThereIsNoMemoryForWhatIsPending) {
+    EXPECT_THROW({ SCRIPTED_LOG(Error) << "0123456789abcde" << '!' << FailAndTakeTheMemory(); }, int);
+    EXPECT_EQ(std::exchange(untilFailure, 0), 0) << "nothing was pending";
+    EXPECT_THAT(Texts(), IsEmpty());
+}
+
+TEST_F(LogFrontTest, NumbersAreTheSameInAnyLocaleOfTheHost) {
+    const HostLocale host;
+    SCRIPTED_LOG(Error) << short{-1234} << ' ' << static_cast<unsigned short>(65535) << ' ' << 1920 << ' '
+                        << 4294967295U << ' ' << -1234567L << ' ' << 1234567UL << ' ' << -9223372036854775807LL << ' '
+                        << 18446744073709551615ULL;
+    SCRIPTED_LOG(Error) << 1234.5 << ' ' << 1234.25F << ' ' << 1234.125L << ' ' << true << ' ' << std::hex << 0x12ab
+                        << ' ' << reinterpret_cast<void*>(0x12ab) << ' ' << std::boolalpha << true;
+    EXPECT_THAT(Texts(), ElementsAre("-1234 65535 1920 4294967295 -1234567 1234567 -9223372036854775807 "
+                                     "18446744073709551615",
+                                     "1234.5 1234.25 1234.12 1 12ab 0x12ab true"));
 }
 
 TEST_F(LogFrontTest, ALineIsOneStatement) {

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "codrelay/utils/time.h"
+#include "common/host_locale.h"
 #include "time_zone.h"
 
 namespace {
@@ -172,6 +173,13 @@ TEST(TimeMsToStr8601Utc, RoundsNegativeTimesTowardZeroAndPrintsTheSign) {
     EXPECT_EQ(utils::TimeMsToStr8601Utc(-123, true), "1970-01-01T00:00:00.-123Z");
     EXPECT_EQ(utils::TimeMsToStr8601Utc(-1000, true), "1969-12-31T23:59:59.000Z");
     EXPECT_EQ(utils::TimeMsToStr8601Utc(-1001, false), "19691231T235959-01Z");
+}
+
+TEST(TimeMsToStr8601Utc, WritesTheSameInAnyLocaleOfTheHost) {
+    const HostLocale host;
+    EXPECT_EQ(utils::TimeMsToStr8601Utc(1577836800123, true), "2020-01-01T00:00:00.123Z");
+    EXPECT_EQ(utils::TimeMsToStr8601Utc(1577836800123, false), "20200101T000000123Z");
+    EXPECT_EQ(utils::TimeMsToStr8601Utc(-123, true), "1970-01-01T00:00:00.-123Z");
 }
 
 TEST(TimeMsToStr8601Utc, TakesEveryNumber) {

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "codrelay/utils/time.h"
+#include "common/host_locale.h"
 #include "time_zone.h"
 
 namespace {
@@ -210,6 +211,13 @@ TEST(ParseTime, LetsTheCLibraryFindDaylightSaving) {
     EXPECT_EQ(utils::ParseTime("2021-07-01 12:00:00", kFormat, false), 1625133600);
     // 02:30 did not happen on this day; either neighbour is an answer.
     EXPECT_THAT(utils::ParseTime("2021-03-28 02:30:00", kFormat, false), testing::AnyOf(1616891400, 1616895000));
+}
+
+TEST(ParseTime, ReadsNumbersTheSameInAnyLocaleOfTheHost) {
+    const HostLocale host;
+    EXPECT_EQ(utils::ParseTime("2020-01-02 03:04:05", "%Y-%m-%d %H:%M:%S", true), 1577934245);
+    EXPECT_EQ(utils::ParseTime("20200102T030405", "%Y%m%dT%H%M%S", true), 1577934245);
+    EXPECT_EQ(utils::ParseTime("2020-01-02 03:04:05.678", "%Y-%m-%d %H:%M:%s", true), 1577934245);
 }
 
 TEST(ParseTime, GivesMinusOneForATextThatDoesNotMatch) {

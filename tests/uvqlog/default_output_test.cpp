@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/host_locale.h"
 #include "uvqlog/control.h"
 #include "write_record.h"
 
@@ -48,6 +49,11 @@ TEST(DefaultOutputTest, KeepsARecordOnOneLineWhateverItHolds) {
 
 TEST(DefaultOutputTest, TakesTextThatLooksLikeAFormatAsItIs) {
     EXPECT_THAT(WrittenToStderr(Severity::Error, "{} %s {0"), HasSubstr("{} %s {0\n"));
+}
+
+TEST(DefaultOutputTest, WritesTheSameInAnyLocaleOfTheHost) {
+    const HostLocale host;
+    EXPECT_THAT(WrittenToStderr(Severity::Error, "1920"), MatchesRegex(LinePattern("default test", "error", "1920")));
 }
 
 TEST(DefaultOutputTest, IsQuietBelowWarningOutOfTheBox) {

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <new>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 
+#include "common/host_locale.h"
 #include "uvqlog/uvqlog.h"
 
 namespace {
@@ -93,9 +95,35 @@ TEST(LogStreamTest, SyncsItsBufferEvenAfterAnInsertionThatFailed) {
     {
         LogStream stream(&buffer);
         stream << "before";
-        stream.setstate(std::ios_base::badbit);
+        stream.setstate(std::ios_base::failbit);
     }
     EXPECT_EQ(buffer.syncs, 1);
+}
+
+TEST(LogStreamTest, WritesNumbersTheSameInAnyLocaleOfTheHost) {
+    const HostLocale host;
+    std::stringbuf buffer;
+    {
+        LogStream stream(&buffer);
+        stream << 1920 << ' ' << -1234567890123LL << ' ' << 1234.5;
+    }
+    EXPECT_EQ(buffer.str(), "1920 -1234567890123 1234.5");
+}
+
+class FullBuffer : public std::stringbuf {
+protected:
+    std::streamsize xsputn(const char*, std::streamsize) override { throw std::bad_alloc(); }
+    int_type overflow(int_type) override { throw std::runtime_error("no room"); }
+};
+
+TEST(LogStreamTest, LetsPassWhatItsBufferThrows) {
+    FullBuffer buffer;
+    LogStream stream(&buffer);
+    EXPECT_THROW(stream << "text", std::bad_alloc);
+    stream.clear();
+    EXPECT_THROW(stream << 5, std::bad_alloc);
+    stream.clear();
+    EXPECT_THROW(stream.put('c'), std::runtime_error);
 }
 
 class ThrowingBuffer : public std::stringbuf {

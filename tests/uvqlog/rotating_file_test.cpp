@@ -3,12 +3,16 @@
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "common/allocation_counter.h"
+#include "common/host_locale.h"
 #include "uvqlog/control.h"
 #include "write_record.h"
 
@@ -16,6 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::SizeIs;
@@ -37,6 +42,18 @@ protected:
 
     std::string Path(const std::string& name) { return (m_Folder / name).string(); }
     void Write(std::string_view text) { WriteRecord(&m_Logger, Severity::Error, text); }
+
+    /// Writes a line while its allocations from the `nth` to the `last` are refused. False if it makes fewer than
+    /// `nth`.
+    bool WriteWithRefusals(int nth, int last, std::string_view text) {
+        auto record = std::make_shared<uvqlog::LogRecord>(Severity::Error);
+        record->WriteData(text.data(), static_cast<int>(text.size()));
+        AllocationCounter memory;
+        memory.firstRefused = nth;
+        memory.lastRefused = last;
+        m_Logger.Write(record);
+        return memory.asked >= nth;
+    }
 
     static std::vector<std::string> LinesOf(const std::string& path) {
         std::ifstream file(path);
@@ -117,6 +134,7 @@ TEST_F(RotatingFileTest, ThrowsWhereTheFileCannotBeOpenedAndLeavesTheDefaultAsIt
     EXPECT_THROW(LogToRotatingFile(m_Folder.string(), kPlenty, 1), std::runtime_error);
     EXPECT_THROW(LogToRotatingFile(Path("log.txt/below a file.txt"), kPlenty, 1), std::runtime_error);
     EXPECT_THROW(LogToRotatingFile(Path("no room.txt"), 0, 1), std::runtime_error);
+    EXPECT_THROW(LogToRotatingFile(Path("too many.txt"), kPlenty, 200001), std::runtime_error);
     Write("still here");
     EXPECT_THAT(LinesOf(Path("log.txt")), ElementsAre(HasSubstr("still here")));
 }
@@ -145,6 +163,77 @@ TEST_F(RotatingFileTest, AFileThatCannotBeOpenedAnewIsGivenUpForStderr) {
     const std::string onStderr = GetCapturedStderr();
     EXPECT_THAT(onStderr, HasSubstr("second\n"));
     EXPECT_THAT(onStderr, HasSubstr("third\n"));
+}
+
+constexpr int kAll = std::numeric_limits<int>::max();
+
+TEST_F(RotatingFileTest, OneAllocationThatFailsLosesNoLine) {
+    LogToRotatingFile(Path("log.txt"), kPlenty, 1);
+    const std::string longText(1000, 'x');  // more than is put together without the heap
+    CaptureStderr();
+    int nth = 1;
+    while (WriteWithRefusals(nth, nth, longText + std::to_string(nth))) {
+        ++nth;
+    }
+    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_GT(nth, 2) << "nothing was refused";
+    const std::vector<std::string> lines = LinesOf(Path("log.txt"));
+    ASSERT_THAT(lines, SizeIs(nth));
+    for (int i = 1; i <= nth; ++i) {
+        EXPECT_THAT(lines[static_cast<std::size_t>(i - 1)], EndsWith("x" + std::to_string(i)));
+    }
+}
+
+TEST_F(RotatingFileTest, OneAllocationThatFailsWhileFilesAreRenamedLosesNoLine) {
+    LogToRotatingFile(Path("log.txt"), 200, 2);  // one line in each
+    const std::string longText(150, 'x');
+    Write(longText);
+    CaptureStderr();
+    int nth = 0;
+    bool refused = true;
+    while (refused) {
+        const std::string text = longText + std::to_string(++nth);
+        refused = WriteWithRefusals(nth, nth, text);
+        EXPECT_THAT(LinesOf(Path("log.txt")), ElementsAre(EndsWith(text))) << "allocation " << nth;
+    }
+    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_GT(nth, 5) << "no name was refused";
+}
+
+TEST_F(RotatingFileTest, IsTakenUpAgainWhenThereIsMemoryAgain) {
+    LogToRotatingFile(Path("log.txt"), 200, 2);
+    const std::string longText(150, 'x');
+    Write(longText);
+    CaptureStderr();
+    int nth = 1;
+    while (WriteWithRefusals(nth, kAll, longText)) {
+        WriteWithRefusals(1, kAll, "no room");
+        const std::string text = longText + std::to_string(nth++);
+        Write(text);
+        EXPECT_THAT(LinesOf(Path("log.txt")), ElementsAre(EndsWith(text))) << "allocation " << nth;
+    }
+    EXPECT_GT(nth, 5) << "no name was refused";
+    EXPECT_THAT(GetCapturedStderr(), Not(HasSubstr("x")));
+}
+
+TEST_F(RotatingFileTest, ALineThatNeedsNoMemoryGoesToStderrWhileTheFileCannotBeTakenUp) {
+    LogToRotatingFile(Path("log.txt"), 200, 2);
+    const std::string longText(150, 'x');
+    Write(longText);
+    EXPECT_TRUE(WriteWithRefusals(3, kAll, longText));  // closed to be renamed, and not opened anew
+    CaptureStderr();
+    EXPECT_TRUE(WriteWithRefusals(1, kAll, "short"));
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("] short\n"));
+}
+
+TEST_F(RotatingFileTest, NamesAndLinesAreTheSameInAnyLocaleOfTheHost) {
+    const HostLocale host;
+    LogToRotatingFile(Path("log.txt"), 1, 12);
+    for (int i = 0; i < 12; ++i) {
+        Write("1920");
+    }
+    EXPECT_THAT(LinesOf(Path("log.11.txt")),
+                ElementsAre(MatchesRegex(R"([0-9]{4}-[0-9T:.+-]+ \[file test\] \[error\] 1920)")));
 }
 
 TEST_F(RotatingFileTest, NoLineOfSeveralThreadsIsLostOrMixed) {
