@@ -12,7 +12,7 @@ function(codrelay_component name)
   add_library(codrelay_${name} OBJECT ${arg_SOURCES})
   target_compile_definitions(codrelay_${name} PRIVATE CODRELAY_BUILDING)
   target_include_directories(codrelay_${name}
-    PRIVATE ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include-roots/${name})
+    PRIVATE ${codrelay_headers} ${PROJECT_BINARY_DIR}/include-roots/${name})
   foreach(used IN LISTS arg_USES)
     if(used MATCHES "/")
       codrelay_link_into_root(${name}-uses ${used})

@@ -19,8 +19,8 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # What is loaded; the FFmpeg of the package itself is found in the folder of its own.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${ffmpeg_root}/lib)
-# Some public headers include Boost's, which those who only run the command do without.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libboost-dev (>= 1.74)")
+# Public headers include those of the Boost of the build, and of no other.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS libboost${boost_version}-dev)
 # What other packages may link, which the FFmpeg within is not, and the linker's cache.
 set(control ${PROJECT_BINARY_DIR}/package-files)
 file(CONFIGURE OUTPUT ${control}/shlibs CONTENT "\

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the Debian package, installs it in a clean Debian of its own, and runs the command there.
+# Makes the Debian package, installs it in a clean Debian of its own, runs the command there, and compiles and runs a host.
 #
 #   scripts/check-package.sh           needs root, for debootstrap and chroot, and some minutes
 #
@@ -27,7 +27,7 @@ check_contents() {
     listed=$(dpkg-deb --contents "$package" | awk '{ print $6 }')
     for path in ./usr/bin/codrelay "$libdir"/libcodrelay.so{,.1} "$libdir"/libUvqLog.so{,.1} \
         "$libdir"/codrelay/libavcodec.so.58 "$libdir"/cmake/Codrelay/CodrelayConfig.cmake \
-        "$libdir"/pkgconfig/{codrelay,uvqlog}.pc ./usr/include/codrelay/codrelay.h ./usr/include/uvqlog/uvqlog.h \
+        "$libdir"/pkgconfig/{codrelay,uvqlog}.pc ./usr/include/codrelay/{codrelay,built_with}.h ./usr/include/uvqlog/uvqlog.h \
         ./usr/share/man/man1/codrelay.1 ./usr/share/doc/codrelay/copyright \
         ./usr/share/doc/codrelay/examples/decode_file.cpp; do
         grep -qxF "$path" <<<"$listed" || die "the package lacks $path" "dpkg-deb --contents $package"
@@ -73,7 +73,21 @@ run_inside() {
     inside codrelay info
     inside codrelay decode /clip.mp4 --hashes | tee "$work/hashes"
     [ "$(grep -c '320' "$work/hashes")" -ge 25 ] || die "the command did not decode 25 pictures" "see above"
-    # Gone without a trace.
+}
+
+# With a compiler and nothing else: what a host includes comes with the package.
+build_a_host_inside() {
+    say "compiling and running a host in it"
+    cp tests/install/host.cpp "$work/debian/host.cpp"
+    inside apt-get -qy --no-install-recommends install g++ pkg-config >"$work/log" 2>&1 ||
+        die "there is no compiler to be had: $(tail -n 5 "$work/log")" "check the network"
+    inside sh -c 'g++ -std=c++17 host.cpp -o host $(pkg-config --cflags --libs codrelay)' ||
+        die "a host does not compile with the package" "see above"
+    [ "$(inside /host /clip.mp4)" = "a picture of 320 x 240" ] || die "the host does not run with the package" "see above"
+}
+
+# Gone without a trace.
+purge_inside() {
     inside apt-get -qy purge codrelay >"$work/log" 2>&1 || die "the package cannot be removed: $(tail -n 5 "$work/log")"
     [ -z "$(find "$work/debian/usr" -iname '*codrelay*' -o -name 'libUvqLog*')" ] || die "the package left files behind"
 }
@@ -86,4 +100,6 @@ check_contents
 make_bare_debian
 install_inside
 run_inside
+build_a_host_inside
+purge_inside
 say "the package is good: $package"

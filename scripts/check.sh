@@ -20,5 +20,5 @@ printf '%s\0' "${sources[@]}" | xargs -0 -n 1 -P "$(nproc)" clang-tidy-14 -p bui
 
 say "cppcheck"
 cppcheck --quiet --error-exitcode=1 --std=c++17 --language=c++ --enable=warning,performance,portability \
-    --inline-suppr --suppress=missingIncludeSystem -I include -I . -j "$(nproc)" "${sources[@]}"
+    --inline-suppr --suppress=missingIncludeSystem -I include -I build/dev/include -I . -j "$(nproc)" "${sources[@]}"
 say "nothing found"

@@ -10,7 +10,7 @@ packages=(
     # the command
     libcli11-dev libpng-dev libssl-dev
     # tests, benchmarks and checks
-    libgtest-dev libgmock-dev libbenchmark-dev gcovr valgrind tzdata clang-14 libclang-rt-14-dev llvm-14
+    libgtest-dev libgmock-dev libbenchmark-dev gcovr valgrind locales tzdata clang-14 libclang-rt-14-dev llvm-14
     clang-format-14 clang-tidy-14 cppcheck opus-tools libvo-amrwbenc-dev ffmpeg doxygen parallel
     # the page of the benchmarks
     jq gnuplot-nox

@@ -10,6 +10,7 @@
 #include "codrelay/audio_decoder.h"
 #include "codrelay/audio_encoder.h"
 #include "codrelay/audio_resampler.h"
+#include "codrelay/built_with.h"
 #include "codrelay/export.h"
 #include "codrelay/file_demuxer.h"
 #include "codrelay/file_muxer.h"

@@ -4,11 +4,18 @@
 /// Uncompressed pictures.
 
 #include <boost/unordered_map.hpp>
+#include <boost/version.hpp>
 #include <memory>
 #include <string>
 
+#include "codrelay/built_with.h"
 #include "codrelay/export.h"
 #include "codrelay/utils/noncopyable.h"
+
+static_assert(BOOST_VERSION / 100 == CODRELAY_BOOST_VERSION,
+              "Codrelay was built with Boost " CODRELAY_BOOST_NAME
+              ", and frames hold a container of Boost's, which other versions lay out in another way: "
+              "compile with that Boost, or build Codrelay with yours");
 
 /// An uncompressed picture: one contiguous block of pixels, planes back to back, rows without padding. For 4:2:0 the
 /// planes are Y, U, V, the chroma planes (width + 1) / 2 by (height + 1) / 2.

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "codrelay/built_with.h"
 #include "codrelay/export.h"
 
 /// Exists in name only; pass null or any object.

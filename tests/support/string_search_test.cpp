@@ -107,12 +107,19 @@ TEST(GetIniField, GivesTheRestOfTheLineBehindTheKey) {
     EXPECT_EQ(utils::GetIniField("name=\r\n", "name=", 0), "");
     EXPECT_EQ(utils::GetIniField("name=\n", "name=", 0), "");
     EXPECT_EQ(utils::GetIniField("name=", "name=", 0), "");
+    EXPECT_EQ(utils::GetIniField("name=a value that goes on to the end of the text", "name=", 0),
+              "a value that goes on to the end of the text");
 }
 
 TEST(GetIniField, FindsTheKeyAnywhere) {
     EXPECT_EQ(utils::GetIniField("filename=x\nname=y", "name=", 0), "x");
     EXPECT_EQ(utils::GetIniField("filename=x\nname=y", "name=", 5), "y");
     EXPECT_EQ(utils::GetIniField("filename=x\nname=y", "name=", 12), "");
+}
+
+TEST(GetIniField, FindsAKeyThatGoesOverALineEnd) {
+    EXPECT_EQ(utils::GetIniField("name=x\n[b]\nname=y\nz", "[b]\nname=", 0), "y");
+    EXPECT_EQ(utils::GetIniField("[b]\nname=y", "[b]\n", 0), "name=y");
 }
 
 TEST(GetIniField, LeavesACarriageReturnOutOnlyJustBeforeTheLineFeed) {

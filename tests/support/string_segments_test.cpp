@@ -140,6 +140,16 @@ TEST(SegmentIterator, GivesALastEmptySegmentBehindADelimiterAtTheEnd) {
     EXPECT_FALSE(iterator.HasNext());
 }
 
+TEST(SegmentIterator, GivesNothingBehindTheLastSegment) {
+    utils::SegmentIterator iterator("a/b", "/");
+    iterator.Next();
+    EXPECT_EQ(iterator.Next(), "b");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(iterator.Next(), "");
+        EXPECT_FALSE(iterator.HasNext());
+    }
+}
+
 TEST(SegmentIterator, StandsStillWithAnEmptyDelimiter) {
     const std::string text = "abc";
     utils::SegmentIterator iterator(text, "");

@@ -192,6 +192,19 @@ TEST(ParseTime, ReadsUtc) {
     EXPECT_EQ(utils::ParseTime("31/01/2020", "%d/%m/%Y", true), 1580428800);
 }
 
+TEST(ParseTime, ReadsPastTheCharactersOfTheFormatWithoutComparingThem) {
+    EXPECT_EQ(utils::ParseTime("2020/01/01T00.00.07", kFormat, true), 1577836807);
+    EXPECT_EQ(utils::ParseTime("on 2020-01-01", "at %Y-%m-%d", true), 1577836800);
+    EXPECT_EQ(utils::ParseTime("20200101 000007", kFormat, true), -1);
+}
+
+TEST(ParseTime, TakesATimeOfDayThatIsMissingOrOutOfRangeAndTextBehindIt) {
+    EXPECT_EQ(utils::ParseTime("2020-01-01", kFormat, true), 1577836800);
+    EXPECT_EQ(utils::ParseTime("2020-01-01 00:07", kFormat, true), 1577837220);
+    EXPECT_EQ(utils::ParseTime("2020-01-01 25:61:61", kFormat, true), 1577930521);
+    EXPECT_EQ(utils::ParseTime("2020-01-01 00:00:07 and more", kFormat, true), 1577836807);
+}
+
 TEST(ParseTime, ReadsLocalTime) {
     struct Row {
         const char* zone;

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "codrelay/built_with.h"
 #include "codrelay/export.h"
 
 /// Text as bytes: numbers, splitting, trimming, searching, case, fields and segments.

@@ -98,8 +98,10 @@ CODRELAY_API bool ParseIso8601Time(const std::string& text, tm* out);
 CODRELAY_API bool ParseCustomTimeString(const std::string& text, const char* format, tm* out);
 
 /// Reads a point in time by a format of Boost.DateTime's time_input_facet, and returns its seconds, taken as UTC if
-/// `utc` and as local time otherwise. Returns -1 if `text` does not match or names no real date; throws nothing.
-/// Example: `assert(ParseTime("2020-01-01 00:00:00", "%Y-%m-%d %H:%M:%S", true) == 1577836800);`
+/// `utc` and as local time otherwise. Characters of `format` that belong to no conversion are counted, not compared:
+/// any other may stand in `text` in their place. The time of day may be missing or out of its range, which carries
+/// over, and text may follow. Returns -1 if what the conversions ask for is not there or names no real date; throws
+/// nothing. Example: `assert(ParseTime("2020-01-01 00:00:00", "%Y-%m-%d %H:%M:%S", true) == 1577836800);`
 CODRELAY_API long ParseTime(const std::string& text, const std::string& format, bool utc);
 
 /// Reads a duration: a whole number and one of the units "s", "m", "h" and "d", in either case, with white space
