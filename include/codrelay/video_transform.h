@@ -48,10 +48,10 @@ public:
 
     /// Transforms `frame`, which stays the caller's and as it is. The result belongs to the transform and is good until
     /// its next `Transform` or its end; it carries the frame's timestamp. A transform that has nothing to do gives the
-    /// frame itself. Null, with a line at Error on "ffmpeg", if the scaler fails or the picture is too large for it;
-    /// the next frame is tried as usual. REQUIRES: `frame` is not null and holds a picture of the size and colour space
-    /// that the transform was made for, rows without padding; that is not checked. Cropping `CSP_BGRA` ends the
-    /// process.
+    /// frame itself. Null, with a line at Error on "ffmpeg", if the scaler fails or the picture is too large for it.
+    /// The next frame is tried as usual.
+    /// REQUIRES: `frame` is not null and holds a picture of the size and colour space that the transform was made for,
+    /// rows without padding; that is not checked. Cropping `CSP_BGRA` ends the process.
     virtual CFrameBufferBase* Transform(CFrameBufferBase* frame) = 0;
 
     /// What stands behind `Codrelay_VideoTransform`.

@@ -8,6 +8,7 @@
 #include "common/guarded_buffer.h"
 #include "common/log_capture.h"
 #include "transform/pictures.h"
+#include "transform/slow_crop.h"
 
 using testing::Each;
 using testing::ElementsAre;
@@ -155,7 +156,24 @@ TEST_F(SoftwareTransform, APartAsLargeAsThePictureIsNone) {
 
 TEST_F(SoftwareTransform, APartWithoutPixelsIsNone) {
     std::vector<uint8_t> source = Noise(TightSize(CSP_RGB24, {64, 48}), 7);
-    EXPECT_EQ(Run(*NewTransform(CSP_RGB24, {64, 48}, {5, 7, 0, 0}, CSP_RGB24, {64, 48}), source), source);
+    for (const CVideoTransformBase::CROP_RECT part :
+         {CVideoTransformBase::CROP_RECT{5, 7, 0, 0}, {5, 7, 0, 9}, {5, 7, 9, 0}, {32, 24, -8, 0}, {32, 24, 0, -8}}) {
+        EXPECT_EQ(Run(*NewTransform(CSP_RGB24, {64, 48}, part, CSP_RGB24, {64, 48}), source), source);
+    }
+}
+
+TEST_F(SoftwareTransform, APartIsScaledWhereOneSideAloneIsTheOutputs) {
+    const Dimensions size{64, 48};
+    const CVideoTransformBase::CROP_RECT part{9, 5, 33, 25};
+    for (const unsigned int colorSpace : {CSP_YUV420P, CSP_YUYV422, CSP_RGB24}) {
+        std::vector<uint8_t> source = Noise(TightSize(colorSpace, size), 7);
+        const std::vector<uint8_t> cropped =
+            WithWholeChroma(colorSpace, {33, 25}, CropSlowly(colorSpace, size, part, source));
+        for (const Dimensions out : {Dimensions{33, 40}, Dimensions{40, 25}}) {
+            EXPECT_EQ(Run(*NewTransform(colorSpace, size, part, colorSpace, out), source),
+                      ScaleLikeFfmpeg(colorSpace, {33, 25}, cropped.data(), colorSpace, out));
+        }
+    }
 }
 
 TEST_F(SoftwareTransform, APartThatIsTurnedRoundIsScaledFromZeros) {
