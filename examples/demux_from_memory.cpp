@@ -3,7 +3,9 @@
 //   example_demux_from_memory FILE.wav OUT.pcm
 #include <codrelay/codrelay.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <vector>
 
@@ -20,20 +22,40 @@ struct Sound : CDemuxerMemCallback {
         return 0;
     }
     int OnPacket(DEMUXER_PACKET* packet) override {
-        out.write(reinterpret_cast<const char*>(packet->data), packet->size);
-        bytes += packet->size;
+        const long long size = std::min<long long>(packet->size, left);
+        out.write(reinterpret_cast<const char*>(packet->data), size);
+        left -= size;
+        bytes += size;
         return 0;
     }
 
     std::ofstream out;
     int codec = -1;
     AUDIO_FORMAT format = {0, 0, 0};
+    long long left = 0;  // bytes of sound that are still to come
     long long bytes = 0;
 };
 
+/// How many bytes of sound a WAV file has: what is behind the head of its chunk "data". A host that reads from a
+/// network looks for it in the first bytes that pass.
+long long SoundBytes(std::ifstream& file) {
+    const long long fileBytes = file.seekg(0, std::ios::end).tellg();
+    unsigned char head[8] = {};
+    long long at = 12;  // "RIFF", a length, "WAVE"
+    while (file.seekg(at).read(reinterpret_cast<char*>(head), sizeof(head)) && std::memcmp(head, "data", 4) != 0) {
+        const long long size = head[4] | head[5] << 8 | head[6] << 16 | static_cast<long long>(head[7]) << 24;
+        at += 8 + size + size % 2;
+    }
+    const bool found = file.good();
+    file.clear();
+    file.seekg(0);
+    return found ? fileBytes - at - 8 : 0;
+}
+
 /// What lies in the buffer when the demuxer goes is lost. A write that crosses the buffer's end waits until the reader
-/// has taken all that is before it; so zeros up to there, and one more, push the last of the sound through. They are
-/// behind the end of the WAV file's data and are not taken for sound.
+/// has taken all that is before it; so zeros up to there, and one more, push the last of the sound through. A WAV
+/// file that came through a pipe or was cut does not tell where its sound ends, and they come out as more of it: that
+/// is why the sound is counted.
 bool PushRest(CDemuxerMemBase& demuxer, std::size_t written) {
     constexpr std::size_t buffer = 524288;
     std::vector<unsigned char> zeros(buffer - written % buffer + 1);
@@ -70,6 +92,7 @@ int main(int argc, char** argv) {
     Codrelay_Create(nullptr);
 
     Sound sound(argv[2]);
+    sound.left = SoundBytes(file);
     CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_WAV, &sound);
     if (demuxer == nullptr)
         return Fail("there is no thread to be had");

@@ -1,5 +1,8 @@
 #include "byte_source.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 
@@ -22,6 +25,16 @@ ByteSource::ByteSource(const std::string& path) : m_Name(path == "-" ? "standard
     if (!m_File) {
         throw Failure(path + ": cannot be read: " + std::strerror(errno));
     }
+}
+
+std::optional<std::uint64_t> ByteSource::BytesLeft() const {
+    const int file = fileno(m_File.get());
+    struct stat facts {};
+    const off_t position = lseek(file, 0, SEEK_CUR);
+    if (position < 0 || fstat(file, &facts) != 0 || !S_ISREG(facts.st_mode) || facts.st_size < position) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(facts.st_size - position);
 }
 
 std::size_t ByteSource::Read(unsigned char* data, std::size_t size) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// Bytes of a file or of standard input, in order.
@@ -12,6 +14,8 @@ public:
 
     /// What the user calls it.
     const std::string& Name() const { return m_Name; }
+    /// How many bytes there are to read, where that is known beforehand: not of a pipe.
+    std::optional<std::uint64_t> BytesLeft() const;
     /// Gives fewer bytes than asked for at the end only.
     std::size_t Read(unsigned char* data, std::size_t size);
 

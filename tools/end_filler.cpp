@@ -18,6 +18,10 @@ constexpr std::size_t kTransportPacket = 188;
 constexpr unsigned char kNullPacketHead[] = {0x47, 0x1f, 0xff, 0x10};
 constexpr unsigned char kStuffing = 0xff;
 
+std::size_t BytesToEndOfLap(std::uint64_t total) {
+    return (kBufferBytes - total % kBufferBytes) % kBufferBytes;
+}
+
 bool IsMark(unsigned char byte) {
     return byte >= kFirstMark && byte <= kLastMark;
 }
@@ -25,7 +29,23 @@ bool IsMark(unsigned char byte) {
 }  // namespace
 
 EndFiller::EndFiller(const std::string& formatName)
-    : m_IsTransportStream(formatName == "MPEG-TS (MPEG-2 Transport Stream)") {}
+    : m_IsTransportStream(formatName == "MPEG-TS (MPEG-2 Transport Stream)"),
+      m_IsAsf(formatName == "asf" || formatName == "ASF format") {}
+
+/// An ID3v2 tag with nothing in it: FFmpeg skips one ahead of any container. Its length is told in four times 7 bits.
+std::vector<unsigned char> EndFiller::MakeLead(std::uint64_t dataBytes) {
+    if (!m_IsAsf) {
+        return {};
+    }
+    std::vector<unsigned char> tag = {'I', 'D', '3', 4, 0, 0, 0, 0, 0, 0};
+    const std::size_t body = BytesToEndOfLap(dataBytes + tag.size());
+    for (std::size_t byte = 0; byte < 4; ++byte) {
+        tag[6 + byte] = static_cast<unsigned char>(body >> (7 * (3 - byte)) & 0x7fU);
+    }
+    tag.resize(tag.size() + body);
+    m_Total += tag.size();
+    return tag;
+}
 
 void EndFiller::NoteData(const unsigned char* data, std::size_t size) {
     m_Total += size;
@@ -34,7 +54,7 @@ void EndFiller::NoteData(const unsigned char* data, std::size_t size) {
 }
 
 std::vector<unsigned char>& EndFiller::Make() {
-    const std::size_t size = kBufferBytes - m_Total % kBufferBytes + 1;
+    const std::size_t size = BytesToEndOfLap(m_Total) + 1;
     m_Filler = m_IsTransportStream ? MakeNullPackets(size) : MakeMarks(size);
     m_IsMade = true;
     return m_Filler;

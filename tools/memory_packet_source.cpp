@@ -45,6 +45,11 @@ void MemoryPacketSource::StartOther(LibrarySession& session, const std::string& 
     }
 }
 
+void MemoryPacketSource::Expect(std::uint64_t bytes) {
+    std::vector<unsigned char> lead = m_Filler.MakeLead(bytes);
+    m_Demuxer->WriteData(lead.data(), static_cast<unsigned int>(lead.size()));
+}
+
 bool MemoryPacketSource::Push(unsigned char* data, std::size_t size) {
     m_Filler.NoteData(data, size);
     return m_Demuxer->WriteData(data, static_cast<unsigned int>(size));

@@ -2,6 +2,7 @@
 
 #include <codrelay/memory_demuxer.h>
 
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -24,6 +25,9 @@ public:
     MemoryPacketSource(LibrarySession& session, const std::string& format, const std::string& input, Takers takers);
     ~MemoryPacketSource() override;
 
+    /// To be called first, where the number of bytes that will be pushed is known: then no packet is lost that a cut
+    /// ASF ends with.
+    void Expect(std::uint64_t bytes);
     /// False when the demuxer wants no more.
     bool Push(unsigned char* data, std::size_t size);
     /// Lets all packets come out. Fails by `Failure` if there was no stream, and with what a taker threw.

@@ -64,6 +64,9 @@ void ProbeMemory(const ProbeOptions& options) {
     MemoryPacketSource source(session, options.format, bytes.Name(),
                               {[&report](const StreamInfo& stream) { report.AddStream(stream); },
                                [&report](const DEMUXER_PACKET& packet) { report.TakePacket(packet); }});
+    if (const auto known = bytes.BytesLeft()) {
+        source.Expect(*known);
+    }
     PushAll(bytes, source, options.chunk);
     source.Finish();
     report.Finish();

@@ -391,6 +391,25 @@ TEST_F(DemuxerMem, EndsWhileACallbackRuns) {
     }
 }
 
+// The reader is held with the header and 4050 bytes of sound; the rest of the lap lies in the buffer when it is closed.
+TEST_F(DemuxerMem, LosesAtDestroyWhatTheReaderHasNotTaken) {
+    std::vector<unsigned char> bytes = EndlessMuLaw(kCapacity + 1);
+    Collector collector;
+    collector.Hold();
+    CDemuxerMem demuxer;
+    ASSERT_EQ(demuxer.Create("WAV format", &collector), 1);
+    ASSERT_TRUE(demuxer.WriteData(bytes.data(), 4096));
+    collector.AwaitCallbacks(1);
+    ASSERT_TRUE(demuxer.WriteData(bytes.data() + 4096, kCapacity - 4096));
+    BlockedWriter writer(&demuxer, bytes.data() + kCapacity, 1);
+    writer.AwaitBlocked();
+    std::thread destroyer([&] { demuxer.Destroy(); });
+    EXPECT_FALSE(writer.Join()) << "the buffer is closed";
+    collector.Release();
+    destroyer.join();
+    EXPECT_EQ(SoundOf(collector.Packets()).size(), 4096 - kHeaderOfMuLaw);
+}
+
 TEST_F(DemuxerMem, WakesAWriterThatBlocksAndItTellsFalse) {
     std::vector<unsigned char> bytes = Film();
     bytes.resize(kCapacity);

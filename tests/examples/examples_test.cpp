@@ -113,6 +113,27 @@ TEST_F(Examples, DemuxFromMemoryTakesOutAllOfTheSound) {
     EXPECT_EQ(ReadFile(Path("out")), PeerBytes("-i " + clip + " -f s16le"));
 }
 
+// What is piped, or cut, does not tell how long its sound is.
+TEST_F(Examples, DemuxFromMemoryTakesOutNothingButTheSound) {
+    const std::string piped = Path("piped.wav");
+    const std::string cut = Path("cut.wav");
+    for (const char* sound : {"mux_s16le.wav", "mux_mulaw.wav"}) {
+        SCOPED_TRACE(sound);
+        RunCommand("ffmpeg -nostdin -v error -i " + Clip(sound) + " -c copy -f wav - 2>/dev/null | head -c 16078 >" +
+                   piped);
+        RunCommand("head -c 15001 " + Clip(sound) + " >" + cut);
+        for (const std::string& file : {piped, cut}) {
+            const ProcessResult run = Run("demux_from_memory", {file, Path("out")});
+            EXPECT_EQ(run.exitCode, 0) << run.err;
+            const std::vector<unsigned char> bytes = ReadFile(file);
+            const std::vector<unsigned char> out = ReadFile(Path("out"));
+            EXPECT_GT(out.size(), bytes.size() - 200);
+            ASSERT_LT(out.size(), bytes.size());
+            EXPECT_TRUE(std::equal(out.rbegin(), out.rend(), bytes.rbegin()));
+        }
+    }
+}
+
 TEST_F(Examples, MuxToMemoryGivesAContainerInPieces) {
     const ProcessResult run = Run("mux_to_memory", {Clip("mux_h264.264"), Path("out.ts")});
     EXPECT_EQ(run.exitCode, 0) << run.err;

@@ -207,6 +207,24 @@ TEST(MemoryProbeEnd, TheLastPacketIsNotPadded) {
     ExpectPlainPackets(kAvi, scratch.Path("cut.avi"));
 }
 
+// A plain loop gives the beginning of the frame in which the file was cut.
+TEST(MemoryProbeEnd, ACutAsfIsListedToItsLastByte) {
+    const ScratchFolder scratch;
+    const std::string cut = scratch.Path("cut.asf");
+    for (const char* bytes : {"1", "700", "20000", "23298", "25000", "27654", "30001", "100000"}) {
+        SCOPED_TRACE(bytes);
+        RunCommand("head -c " + std::string(bytes) + " " + Clip("demux_memory.asf") + " >" + cut);
+        if (PlainPackets(cut, "asf").empty()) {
+            continue;
+        }
+        ExpectPlainPackets("asf", cut);
+        ExpectPlainPackets("ASF format", cut, "--chunk 7");
+        const ProcessResult redirected =
+            RunCommand(CODRELAY_COMMAND " " + Arguments("asf", "-", "--packets") + " <" + cut);
+        EXPECT_EQ(PacketLines(redirected), PlainPackets(cut, "asf"));
+    }
+}
+
 TEST(MemoryProbeEnd, WhatFollowsTheLastFrameIsNotLengthened) {
     const ScratchFolder scratch;
     ExpectPlainPackets(kMp3, Made(scratch, "tag.mp3", "-f lavfi -i sine=d=1 -metadata title=x -write_id3v1 1 tag.mp3"));
