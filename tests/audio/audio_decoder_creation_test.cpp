@@ -23,6 +23,7 @@ namespace {
 struct OpenedContext {
     int sampleRate;
     int channels;
+    uint64_t layout;
     int64_t bitRate;
     int bitsPerCodedSample;
     AVSampleFormat sampleFormat;
@@ -53,13 +54,8 @@ void* __wrap_av_malloc(std::size_t size) {
 
 int __real_avcodec_open2(AVCodecContext* context, const AVCodec* codec, AVDictionary** options);
 int __wrap_avcodec_open2(AVCodecContext* context, const AVCodec* codec, AVDictionary** options) {
-    g_Opened = {context->sample_rate,
-                context->channels,
-                context->bit_rate,
-                context->bits_per_coded_sample,
-                context->sample_fmt,
-                context->extradata_size,
-                {}};
+    g_Opened = {context->sample_rate,           context->channels,   context->channel_layout, context->bit_rate,
+                context->bits_per_coded_sample, context->sample_fmt, context->extradata_size, {}};
     if (context->extradata != nullptr) {
         g_Opened.extradata.assign(context->extradata, context->extradata + 5);
     }
@@ -111,6 +107,16 @@ TEST_F(AudioDecoderTest, LogsWhatItOpened) {
     EXPECT_THAT(log.Take(), ElementsAre(Created("pcm_s16le", 44100, 2, AUDIO_SAMPLE_S16)));
     decoder.DestroyDecoder();
     EXPECT_THAT(log.Take(), ElementsAre(Destroyed()));
+}
+
+TEST_F(AudioDecoderTest, HandsItsSettingsToFfmpeg) {
+    EXPECT_TRUE(Create(Make(AUDIO_CODEC_PCM_S16LE, "pcm_s16le"), 2, 44100));
+    EXPECT_EQ(g_Opened.sampleRate, 44100);
+    EXPECT_EQ(g_Opened.channels, 2);
+    EXPECT_EQ(g_Opened.layout, AV_CH_LAYOUT_STEREO);
+    EXPECT_TRUE(Create(Make(AUDIO_CODEC_PCM_S16LE, "pcm_s16le"), 6, 8000));
+    EXPECT_EQ(g_Opened.channels, 6);
+    EXPECT_EQ(g_Opened.layout, AV_CH_LAYOUT_5POINT1_BACK);
 }
 
 TEST_F(AudioDecoderTest, RefusesIdsThatItDoesNotKnow) {

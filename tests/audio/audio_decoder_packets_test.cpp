@@ -31,7 +31,11 @@ AVFrame* __wrap_av_frame_alloc() {
 
 int __real_swr_convert(SwrContext* context, uint8_t** out, int outCount, const uint8_t** in, int inCount);
 int __wrap_swr_convert(SwrContext* context, uint8_t** out, int outCount, const uint8_t** in, int inCount) {
-    return Failing::Is("swr_convert") ? AVERROR(ENOMEM) : __real_swr_convert(context, out, outCount, in, inCount);
+    if (Failing::Is("swr_convert")) {
+        return AVERROR(ENOMEM);
+    }
+    const int converted = __real_swr_convert(context, out, outCount, in, inCount);
+    return Failing::Is("last sample") ? converted - 1 : converted;
 }
 
 int __real_avcodec_receive_frame(AVCodecContext* context, AVFrame* frame);
@@ -46,6 +50,9 @@ int __wrap_avcodec_receive_frame(AVCodecContext* context, AVFrame* frame) {
     const int result = __real_avcodec_receive_frame(context, frame);
     if (result == 0 && Failing::Is("samples")) {
         frame->nb_samples = 0;
+    }
+    if (result == 0 && Failing::Is("sample format")) {
+        frame->format = AV_SAMPLE_FMT_FLTP;
     }
     return result;
 }
@@ -70,6 +77,9 @@ TEST_F(AudioDecoderTest, DecodesNothingBeforeItIsCreated) {
     EXPECT_EQ(consumed, 0u);
     EXPECT_EQ(written, 0u);
     EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Error, "CAudioDecoder::Decode: You should create first!")));
+    EXPECT_EQ(Decode(Make(AUDIO_CODEC_MP3, "mp3"), {}, 1000), 2);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Warning, "CAudioDecoder::Decode: Nothing to decode!")))
+        << "which is looked at first";
 }
 
 TEST_F(AudioDecoderTest, DecodesNothingOfNothing) {
@@ -248,6 +258,32 @@ TEST_F(AudioDecoderTest, GivesTheNextPacketsOwnFramesAfterFailures) {
     }
 }
 
+TEST_F(AudioDecoderTest, DropsAllFramesThatAFailureLeaves) {
+    const auto frames = Mp3Frames("tones_44100_2.mp3");
+    auto& decoder = Make(AUDIO_CODEC_MP3, "mp3");
+    ASSERT_TRUE(Create(decoder, 2, 44100));
+    const Bytes four = Joined(Joined(frames.at(0), frames.at(1)), Joined(frames.at(2), frames.at(3)));
+    const LogCapture quiet;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Decode(decoder, four, 100), 2);
+        EXPECT_EQ(Decode(decoder, frames.at(4), 384000), 0);
+        EXPECT_EQ(written, 1152u * 4);
+    }
+}
+
+TEST_F(AudioDecoderTest, TakesMissingSamplesForAResamplerFailure) {
+    const auto frames = Mp3Frames("tones_44100_2.mp3");
+    auto& decoder = Make(AUDIO_CODEC_MP3, "mp3");
+    ASSERT_TRUE(Create(decoder, 2, 44100));
+    LogCapture log;
+    const Failing failing("last sample");
+    EXPECT_EQ(Decode(decoder, frames.at(0), 384000), 2);
+    EXPECT_EQ(written, 0u);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical,
+                                               "CAudioDecoder::DecodePacket: failed to resample planar data: Error "
+                                               "number 1151 occurred")));
+}
+
 TEST_F(AudioDecoderTest, LeavesNothingInsideAfterAFailureOfTheResampler) {
     const auto frames = Mp3Frames("tones_44100_2.mp3");
     auto& decoder = Make(AUDIO_CODEC_MP3, "mp3");
@@ -277,6 +313,23 @@ TEST_F(AudioDecoderTest, TakesAMonoFrameInAStereoDecoderForAResamplerFailure) {
                 ElementsAre(Ffmpeg(Severity::Critical,
                                    "CAudioDecoder::DecodePacket: failed to resample planar data: Invalid argument")));
     EXPECT_EQ(Decode(decoder, stereo.at(0), 384000), 0);
+    EXPECT_EQ(written, 1152u * 4);
+}
+
+TEST_F(AudioDecoderTest, TakesAFrameOfAnotherSampleFormatForAResamplerFailure) {
+    const auto frames = Mp3Frames("tones_44100_2.mp3");
+    auto& decoder = Make(AUDIO_CODEC_MP3, "mp3");
+    ASSERT_TRUE(Create(decoder, 2, 44100));
+    LogCapture log;
+    {
+        const Failing failing("sample format");
+        EXPECT_EQ(Decode(decoder, frames.at(0), 384000), 2);
+    }
+    EXPECT_EQ(written, 0u);
+    EXPECT_THAT(log.Take(),
+                ElementsAre(Ffmpeg(Severity::Critical,
+                                   "CAudioDecoder::DecodePacket: failed to resample planar data: Invalid argument")));
+    EXPECT_EQ(Decode(decoder, frames.at(1), 384000), 0);
     EXPECT_EQ(written, 1152u * 4);
 }
 

@@ -137,7 +137,9 @@ TEST_F(AudioEncoderTest, RefusesASecondCreation) {
     EXPECT_EQ(encoder.IsCreated(), 1);
     LogCapture log;
     EXPECT_FALSE(Create(encoder, 8000, 1, AUDIO_SAMPLE_S16));
-    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Warning, "CAudioEncoder::CreateEncoder: Already created!")));
+    EXPECT_FALSE(Create(encoder, 8000, 1, AUDIO_SAMPLE_FLT)) << "a format that is not even looked at";
+    const auto line = Ffmpeg(Severity::Warning, "CAudioEncoder::CreateEncoder: Already created!");
+    EXPECT_THAT(log.Take(), ElementsAre(line, line));
     EXPECT_EQ(encoder.IsCreated(), 1);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <numeric>
 
 #include "audio/audio_encoder_fixture.h"
 #include "audio/scripted_failures.h"
@@ -154,6 +155,30 @@ TEST_F(AudioEncoderTest, StagesStereoInOnePlace) {
         EXPECT_NE(g_Encoded.samples, in.data());
         first = first == nullptr ? g_Encoded.samples : first;
         EXPECT_EQ(g_Encoded.samples, first);
+    }
+}
+
+TEST_F(AudioEncoderTest, TakesStereoApartTheLeftChannelFirst) {
+    struct {
+        CAudioEncoder& encoder;
+        int flag;
+        std::size_t sampleBytes, frameSamples;
+    } const rows[] = {{Mp3(), AUDIO_SAMPLE_S16, 2, 1152}, {Mp3(), AUDIO_SAMPLE_S32, 4, 1152}};
+    std::iota(in.begin(), in.end(), static_cast<unsigned char>(0));
+    for (const auto& row : rows) {
+        ASSERT_TRUE(Create(row.encoder, 44100, 2, row.flag));
+        const std::size_t plane = row.sampleBytes * row.frameSamples;
+        // One byte on: the host's samples may lie anywhere.
+        pts = 0;
+        ASSERT_EQ(row.encoder.Encode(in.data() + 1, static_cast<unsigned int>(2 * plane), out.data(), 16384, consumed,
+                                     written, pts),
+                  1);
+        for (std::size_t i = 0; i < plane; ++i) {
+            const std::size_t group = i / row.sampleBytes * 2 * row.sampleBytes;
+            ASSERT_EQ(g_Encoded.samples[i], in[1 + group + i % row.sampleBytes]) << "left, byte " << i;
+            ASSERT_EQ(g_Encoded.samples[plane + i], in[1 + group + row.sampleBytes + i % row.sampleBytes])
+                << "right, byte " << i;
+        }
     }
 }
 

@@ -155,6 +155,8 @@ TEST_F(OpusDecoderTest, DecodesNothingBeforeItIsCreatedButTakesIt) {
     EXPECT_EQ(Decode(Bytes(10), 100), 4);
     EXPECT_EQ(consumed, 10u);
     EXPECT_EQ(written, 0u);
+    EXPECT_EQ(decoder.Decode(nullptr, 0x80000000u, nullptr, 0, consumed, written), 4);
+    EXPECT_EQ(consumed, 0x80000000u);
     ASSERT_TRUE(Create(1, 8000));
     decoder.DestroyDecoder();
     EXPECT_EQ(Decode(Bytes(10), 100), 4);
@@ -306,6 +308,8 @@ TEST_F(OpusDecoderTest, TurnsEveryErrorOfLibopusIntoItsCode) {
     g_DecodeResult = 0;
     EXPECT_EQ(Decode(Bytes(10), 1920), 0);
     EXPECT_EQ(written, 0u) << "no samples are no failure";
+    EXPECT_EQ(Decode({}, 1920), 0);
+    EXPECT_EQ(written, 0u) << "nor where there is nothing to conceal with";
 }
 
 TEST_F(OpusDecoderTest, ConcealsALostPacketInTheWholeRoom) {
@@ -368,9 +372,14 @@ TEST_F(OpusDecoderTest, ConcealsAMinuteAtOnce) {
     ASSERT_TRUE(Create(2, 48000));
     ASSERT_EQ(Decode(StereoPackets().at(0), 23040), 0);
     std::vector<short> minute(48000 * 60 * 2);
-    EXPECT_EQ(
-        decoder.Decode(nullptr, 0, minute.data(), static_cast<unsigned int>(minute.size() * 2), consumed, written), 0);
-    EXPECT_EQ(written, 48000u * 60 * 2);
+    const auto bytes = static_cast<unsigned int>(minute.size() * 2);
+    unsigned char byte = 0;
+    for (unsigned char* in : {static_cast<unsigned char*>(nullptr), &byte}) {
+        g_Rooms.clear();
+        EXPECT_EQ(decoder.Decode(in, 0, minute.data(), bytes, consumed, written), 0);
+        EXPECT_EQ(written, 48000u * 60 * 2);
+        EXPECT_THAT(g_Rooms, Each(testing::Le(5760)));
+    }
 }
 
 TEST_F(OpusDecoderTest, IsDisposedOfByDeleteAlone) {
