@@ -11,7 +11,8 @@
 /// A video decoder: compressed access units in, at most one picture of one colour space out for each.
 ///
 ///     CVideoDecoderBase* decoder = Codrelay_VideoDecoder(VIDEO_CODEC_H264, "");
-///     if (decoder != nullptr && decoder->CreateDecoder(CSP_YUV420P, 640, 360, nullptr) == 1) {
+///     if (decoder != nullptr && decoder->CreateDecoder(CSP_YUV420P, 8192, 1, nullptr) == 1) {
+///         decoder->AllowResolutionChange();  // the first picture brings its size
 ///         std::shared_ptr<CFrameBufferBase> frame;
 ///         if (decoder->Decode(data, length, frame) == 0) {
 ///             Show(frame->GetConstData(), frame->m_nWidth, frame->m_nHeight);
@@ -51,6 +52,13 @@ public:
     /// 2^28. After 0 it may be tried again. A width or height of 0, or a colour space without a size rule such as
     /// CSP_NV12, is accepted, and every Decode() then returns 4.
     ///
+    /// A host that is not told the size calls AllowResolutionChange() and passes 8192 by 1, a size that no stream has:
+    /// the first picture brings its own. A likelier size is a trap, since FFmpeg takes it for what the container says.
+    /// H.264 that is larger by less than 16 pixels, within the same blocks of 16, is cut to it, and no status tells.
+    /// JPEG whose first picture is lower than three quarters of it is taken for fields, two of which give one picture
+    /// of double height. MPEG-4 without headers in the stream, as out of MP4, needs the true size; out of a decoder of
+    /// 8192 by 1 its pictures have that very size.
+    ///
     /// May be called again after DestroyDecoder(), also with another size.
     virtual int CreateDecoder(unsigned int colorSpace, unsigned int width, unsigned int height,
                               CFrameBufferStreamCallback* callback) = 0;
@@ -83,9 +91,10 @@ public:
     /// very call that returned it, so with reordering that of a later packet than its own.
     ///
     /// `rateLimit` 0 delivers every picture. Otherwise pictures are dropped, with status 3, that come less than
-    /// 1000 / (rateLimit + 1) ms after the last one delivered, or after time 0 while there is none. So a picture
-    /// at time 0 is not delivered, unless that distance is 0, from a limit of 1000 on; a timestamp that jumps back
-    /// drops pictures until the timestamps pass the last one again.
+    /// 1000 / (rateLimit + 1) ms after the last one that passed, or after time 0 while there is none. One that passed
+    /// counts also where it was not delivered, as with status 5, and so does one of a call with `rateLimit` 0. A
+    /// picture at time 0 is not delivered, unless that distance is 0, from a limit of 1000 on; a timestamp that jumps
+    /// back drops pictures until the timestamps pass the last one again.
     virtual int Decode(unsigned char* data, int length, std::shared_ptr<CFrameBufferBase>& frame, long long timestamp,
                        unsigned int rateLimit) = 0;
 

@@ -47,9 +47,9 @@ public:
     /// be called at any time. A size that no picture can have gives 64 plus a negative error number.
     ///
     /// It is enough for ordinary pictures. Tiny ones and pure noise can take more: JPEG up to 8x8 always and noise up
-    /// to 40x40, H.264 noise from 16 to 40 pixels, MPEG-4 noise up to 176x144, FLV and H.263 noise up to 352x288.
-    /// `Encode` is negative for such a picture, and nothing is written behind the buffer; a host that has them offers
-    /// more.
+    /// to 40x40, H.264 noise from 16 to 40 pixels, noise of MPEG-4, FLV and H.263 at every size that the bit rate has
+    /// room for, such as 704x576 at 20 Mbit/s. `Encode` is negative for such a picture, and nothing is written behind
+    /// the buffer; a host that has them offers more.
     virtual int GetMaxOutFrameLength(unsigned int width, unsigned int height) = 0;
 
     /// Opens the encoder.
@@ -96,6 +96,9 @@ public:
     /// That is an error of FFmpeg, among them a packet that `out` is too small for: -22 in H.264, -1 in the others. Or
     /// it is -10: the encoder kept the packet in memory of its own and `out` is too small for it, or null. The packet
     /// is lost then, and the next call may go on. Nothing is logged.
+    ///
+    /// One picture of full noise can end an H.264 encoder, from 48x48 on and whatever room there is: it gives
+    /// -1313558101, and so does every later call, until the encoder is destroyed and created again.
     ///
     /// REQUIRES: the encoder is created; the block holds a whole picture of the size and colour space that it was
     /// created with. An encoder that is not created, a null `frame` or `keyFrame` and a null block give -22.

@@ -188,6 +188,25 @@ TEST(DecodeOtherSize, EveryPictureIsRefused) {
     }
 }
 
+// FFmpeg takes JPEG that is lower than three quarters of the created height for fields, two to a picture. Only the
+// first picture counts.
+TEST(DecodeOtherSize, JpegThatIsMuchLowerIsTakenForFields) {
+    std::vector<AccessUnit> units = AccessUnits(Clip("mjpeg_odd.avi"));
+    const auto decode = [&units](unsigned int createdHeight) {
+        TestDecoder decoder(kMjpeg);
+        decoder->AllowResolutionChange();
+        EXPECT_EQ(decoder.Create(64, createdHeight), 1);
+        std::vector<unsigned int> heights;
+        for (std::size_t i = 0; i < 4; ++i) {
+            Frame frame;
+            heights.push_back(decoder.Decode(units[i], frame) == 0 ? frame->m_nHeight : 0);
+        }
+        return heights;
+    };
+    EXPECT_THAT(decode(23), testing::ElementsAre(17, 17, 17, 17));
+    EXPECT_THAT(decode(24), testing::ElementsAre(0, 34, 0, 34));
+}
+
 // FFmpeg takes the created size for the container's, and crops to it within a block of 16 pixels.
 TEST(DecodeOtherSize, H264IsCroppedToASlightlySmallerSize) {
     const std::vector<PeerPicture> peer = PeerPictures(Clip("h264_baseline.264"), "-vf crop=318:238:0:0");

@@ -50,6 +50,8 @@ struct SentPacket {
 std::deque<Step> g_Steps;
 std::vector<SentPacket> g_Sent;
 AVPacket g_LastSent;
+/// The size in FFmpeg's context when it was last sent a packet.
+std::array<int, 2> g_ContextSize;
 std::optional<int> g_FailingCopy;
 AVPixelFormat g_Format = AV_PIX_FMT_YUV420P;
 long long g_NowMs = 0;
@@ -79,7 +81,8 @@ void Write(const Step& step, AVFrame* frame) {
 
 extern "C" {
 
-int __wrap_avcodec_send_packet(AVCodecContext*, const AVPacket* packet) {
+int __wrap_avcodec_send_packet(AVCodecContext* context, const AVPacket* packet) {
+    g_ContextSize = {context->width, context->height};
     g_Sent.push_back({packet->data, packet->size});
     g_LastSent = *packet;
     const std::optional<Step> step = Next(Step::kSend);
@@ -396,6 +399,18 @@ TEST_F(DecodeScript, APacketMayChangeTheSizeBetweenItsPictures) {
     EXPECT_EQ(Run({Send(0), PictureOfSize(7, 33, 17), Picture(8), PictureOfSize(9, 2, 2), Receive(kAgain)}), 0);
     EXPECT_EQ(m_Frame->m_nWidth, 2U);
     EXPECT_EQ(Value(), 9);
+}
+
+// But for H.265, whose decoder has run ahead of the picture.
+TEST_F(DecodeScript, AChangeIsWrittenIntoFfmpegsContext) {
+    for (const DecoderCodec codec : {kH264, kMjpeg, kH265}) {
+        Use(codec);
+        (*m_Decoder)->AllowResolutionChange();
+        ASSERT_EQ(Run({Send(0), PictureOfSize(5, 32, 18), Receive(kAgain)}), 0);
+        ASSERT_EQ(Run({Send(0), PictureOfSize(6, 32, 18), Receive(kAgain)}), 0);
+        const bool written = codec.id != AV_CODEC_ID_HEVC;
+        EXPECT_THAT(g_ContextSize, ElementsAre(written ? 32 : 16, written ? 18 : 16)) << codec.name;
+    }
 }
 
 TEST_F(DecodeScript, ARateLimitRunsOnAcrossAChange) {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -389,6 +390,26 @@ TEST(FramePool, FrameReleasedAfterThePoolsDeathFreesItsBytes) {
     EXPECT_EQ(allocations.freed, 4);
     other.reset();
     EXPECT_EQ(allocations.freed, 4 + 4 + 3);  // and what pool and frames shared: its record, mutex and list
+}
+
+// A buffer is its bytes and their owner; what frames still hold stays.
+TEST(FramePool, ClearAndThePoolsDeathFreeTheBuffersThatNoFrameHolds) {
+    auto pool = std::make_unique<ThreadsafeFramePool>();
+    Frame outlives;
+    for (const bool dies : {false, true}) {
+        pool->Init(kFrameSize, nullptr);
+        std::vector<Frame> frames = TakeAll(*pool);
+        outlives = frames[0];
+        frames.clear();
+        AllocationCounter allocations;
+        if (dies) {
+            pool.reset();
+            EXPECT_EQ(allocations.freed, 7 * 2 + 1);  // and the pool itself
+        } else {
+            pool->Clear();
+            EXPECT_EQ(allocations.freed, 7 * 2);
+        }
+    }
 }
 
 // More frames than the pool has, through a queue: the taker overtakes the others and has to wait for them.

@@ -409,6 +409,28 @@ TEST(EncodeH264, FailsBelow16Pixels) {
     EXPECT_EQ(keyFrame, kNoFrameInfo);
 }
 
+TEST(EncodeH264, IsEndedByAPictureOfNoiseUntilItIsCreatedAnew) {
+    av_log_set_level(AV_LOG_QUIET);
+    const LogCapture log;
+    EncoderUnderTest encoder(VIDEO_CODEC_H264);
+    ASSERT_EQ(encoder.Create(64, 64), 1);
+    TestPicture scene(64, 64);
+    PaintScene(scene, 0);
+    TestPicture noise(64, 64);
+    PaintNoise(noise, 1);
+    std::vector<unsigned char> out(100000);
+    const auto encode = [&](TestPicture& picture) {
+        int keyFrame = 0;
+        return encoder.Encode(&picture, out.data(), 100000, &keyFrame);
+    };
+    EXPECT_GT(encode(scene), 0);
+    EXPECT_EQ(encode(noise), AVERROR_UNKNOWN);
+    EXPECT_EQ(encode(scene), AVERROR_UNKNOWN);
+    encoder.DestroyEncoder();
+    ASSERT_EQ(encoder.Create(64, 64), 1);
+    EXPECT_GT(encode(scene), 0);
+}
+
 struct KeyCase {
     int id;
     int interval;
