@@ -63,7 +63,9 @@ const std::string& Logger::GetName() const {
 
 // What the buffer throws is for whoever writes, and numbers are the same whatever global locale the host has set.
 LogStream::LogStream(std::streambuf* buffer) : std::ostream(buffer) {
-    imbue(std::locale::classic());
+    if (getloc() != std::locale::classic()) {  // costs less than imbue, and is the rule
+        imbue(std::locale::classic());
+    }
     exceptions(std::ios_base::badbit);
 }
 

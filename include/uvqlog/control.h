@@ -31,7 +31,8 @@ struct LogEvent {
 /// Sends every record of every logger to `sink` instead of to the default; an empty function restores the default.
 /// When the call returns, the former sink is no longer running and will not be called again, unless the call comes
 /// from inside a sink, which does not wait. A record logged from inside a sink goes to the default. What a sink throws
-/// is dropped. The sink may run on several threads at once.
+/// is dropped. The sink may run on several threads at once. It is let go when another one is set or the library is
+/// unloaded, and not at process exit: it is called to the last.
 /// REQUIRES: a sink does not wait for a thread that is inside SetSink.
 UVQLOG_API void SetSink(std::function<void(const LogEvent&)> sink);
 
@@ -47,8 +48,10 @@ UVQLOG_API void ForbidLogging(bool forbidden);
 /// Makes the default write to `path` instead of to stderr; folders that are missing are made. A file that would grow
 /// beyond `maxBytes` is renamed, "log.txt" to "log.1.txt", that to "log.2.txt" and so on, and at most `maxFiles` such
 /// files are kept beside the current one. Every record is in the file when the call that logged it returns. If the file
-/// cannot be written later on, the default is stderr again.
-/// Throws std::runtime_error where the file cannot be opened or `maxBytes` is 0; the default is then as it was.
+/// cannot be written later on, the default is stderr again. A record that finds no memory goes to stderr if it can, and
+/// the next one to the file again.
+/// Throws std::runtime_error where the file cannot be opened, `maxBytes` is 0 or `maxFiles` is above 200000; the
+/// default is then as it was.
 UVQLOG_API void LogToRotatingFile(const std::string& path, std::size_t maxBytes, std::size_t maxFiles);
 
 }  // namespace uvqlog

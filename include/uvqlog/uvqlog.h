@@ -77,11 +77,11 @@ public:
     /// REQUIRES: `record` is not null.
     virtual void Write(const std::shared_ptr<LogRecord>& record);
 
-    /// The name given at its making; the reference is good as long as the process.
+    /// The name given at its making; the reference is good until this library is unloaded.
     const std::string& GetName() const;
 
 private:
-    LoggerState* m_pState;  // not owned; lives as long as the process
+    LoggerState* m_pState;  // not owned; lives until this library is unloaded
 };
 
 /// A std::ostream over a buffer that it does not own, in the classic locale, whatever the global one is: numbers stay

@@ -9,6 +9,7 @@
 
 #include "codrelay/ffmpeg_layer.h"
 #include "codrelay/library.h"
+#include "common/host_locale.h"
 #include "common/log_capture.h"
 #include "front/registry/ffmpeg_walk_script.h"
 #include "front/registry/media_vocabulary.h"
@@ -215,6 +216,16 @@ TEST(FfmpegRegistry, FindCodecLogsANameThatDoesNotExist) {
             Ffmpeg(Severity::Error, "FindCodec: Can't find codec 0. CodecId = 27, codecName = h264, Encoder = 1"),
             Ffmpeg(Severity::Error,
                    "FindCodec: Can't find codec 0. CodecId = 173, codecName = , Encoder = 4294967295")));
+}
+
+TEST(FfmpegRegistry, NumbersInItsLinesAreTheSameInAnyLocaleOfTheHost) {
+    const HostLocale host;
+    LogCapture log;
+    EXPECT_EQ(GetMainFfmpegCodecLib()->FindCodec(AV_CODEC_ID_HEVC, "h264", 4294967295U), nullptr);
+    EXPECT_THAT(
+        log.Take(),
+        ElementsAre(Ffmpeg(Severity::Error,
+                           "FindCodec: Can't find codec 0. CodecId = 173, codecName = h264, Encoder = 4294967295")));
 }
 
 TEST(FfmpegRegistry, FindCodecLogsANameThatStandsForAnotherCodec) {
