@@ -42,6 +42,7 @@ bool Formats(const std::string& format, unsigned long maxSize) {
 TEST(TmToStr, FormatsByTheRulesOfStrftime) {
     EXPECT_EQ(utils::TmToStr(Fields(kNewYear2020), "%d.%m.%Y", 100), "01.01.2020");
     EXPECT_EQ(utils::TmToStr(Fields(kNewYear2020 + 3661)), "2020/01/01 01:01:01");
+    EXPECT_EQ(utils::TmToStr(Fields(1580515198)), "2020/01/31 23:59:58");
 }
 
 TEST(TmToStr, ThrowsForAnEmptyResult) {
@@ -115,6 +116,19 @@ TEST(TimeToStr, FollowsTheTimeZone) {
         const ScopedTimeZone zone(row.zone);
         EXPECT_EQ(utils::TimeToStr(kNewYear2020, "%Y-%m-%d %H:%M"), row.text);
         EXPECT_EQ(utils::TimeToStrUtc(kNewYear2020, "%Y-%m-%d %H:%M"), "2020-01-01 00:00");
+    }
+}
+
+TEST(TimeToStr, HasTheLimitOf65535) {
+    for (const auto format : {&utils::TimeToStr, &utils::TimeToStrUtc}) {
+        // Twice the length is the first buffer.
+        EXPECT_EQ(format(0, std::string(32767, 'x').c_str()).size(), 32767U);
+        try {
+            format(0, std::string(32768, 'x').c_str());
+            FAIL() << "a buffer of 65536 bytes was taken";
+        } catch (const std::runtime_error& error) {
+            EXPECT_EQ(error.what(), TooLong(65535));
+        }
     }
 }
 

@@ -101,7 +101,8 @@ CODRELAY_API bool ParseCustomTimeString(const std::string& text, const char* for
 /// `utc` and as local time otherwise. Characters of `format` that belong to no conversion are counted, not compared:
 /// any other may stand in `text` in their place. The time of day may be missing or out of its range, which carries
 /// over, and text may follow. Returns -1 if what the conversions ask for is not there or names no real date; throws
-/// nothing. Example: `assert(ParseTime("2020-01-01 00:00:00", "%Y-%m-%d %H:%M:%S", true) == 1577836800);`
+/// nothing. "+infinity" and "-infinity" give numbers of no meaning as UTC, and -1 as local time.
+/// Example: `assert(ParseTime("2020-01-01 00:00:00", "%Y-%m-%d %H:%M:%S", true) == 1577836800);`
 CODRELAY_API long ParseTime(const std::string& text, const std::string& format, bool utc);
 
 /// Reads a duration: a whole number and one of the units "s", "m", "h" and "d", in either case, with white space
