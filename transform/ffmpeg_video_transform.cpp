@@ -106,10 +106,9 @@ bool CFfmpegVideoTransform::HeightsFit() const {
     return FitsItsRecord(m_InputSize.height) && FitsItsRecord(m_OutputSize.height);
 }
 
-// Pictures that `Resize` refuses are never scaled, and need nothing.
+// There is none where heights do not fit, and `Resize` fails.
 void CFfmpegVideoTransform::MakeScaling() {
-    if (m_pSwsContext == nullptr || !HeightsFit() ||
-        PictureBytes(m_Input.format, m_SourceSize.height, m_SrcLineSizes) < 0) {
+    if (m_pSwsContext == nullptr || !HeightsFit()) {
         return;
     }
     m_Scaling = TightScaling::Make({m_Input.format, m_SourceSize.width, m_SourceSize.height}, m_SrcLineSizes,

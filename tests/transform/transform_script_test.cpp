@@ -162,15 +162,26 @@ TEST_F(TransformScript, PaddingThatCannotBeLaidOutFailsFrameByFrame) {
         ExpectFailureOfTransform(*transform, 1, "CFfmpegVideoTransform::Transform:  sws_scale failed");
         EXPECT_THAT(g_Calls, IsEmpty());
     };
-    // Two calls of either sort belong to the picture itself; then come its last rows, then the target.
+    // The first calls belong to the pictures themselves; then come the last rows, then the padded target.
     for (const int good : {2, 3}) {
         g_GoodLinesizes = good;
         expectFailure();
     }
-    for (const int good : {2, 4}) {
+    for (const int good : {1, 2, 3, 4}) {
         g_GoodPointers = good;
         expectFailure();
     }
+}
+
+TEST_F(TransformScript, APartThatCannotBeLaidOutIsNoPicture) {
+    g_GoodLinesizes = 0;
+    const auto transform = NewTransform(CSP_RGB24, kSize, {8, 8, 32, 24}, CSP_RGB24, {32, 24});
+    g_GoodLinesizes.reset();
+    ASSERT_NE(transform, nullptr);
+    m_Log.Take();
+    HostFrame frame(m_Source.data());
+    EXPECT_EQ(transform->Transform(&frame), nullptr);
+    EXPECT_THAT(m_Log.Take(), IsEmpty());
 }
 
 TEST_F(TransformScript, AFailingScalerIsToldAndTheNextFrameTriedAsUsual) {

@@ -137,9 +137,26 @@ TEST_F(VideoTransform, APartBeyondThePictureIsRefused) {
     EXPECT_THAT(m_Log.Take(), ElementsAre(Invalid("{ x: 320, y: 0, w: 326, h: 244 }")));
 }
 
+TEST_F(VideoTransform, SpansAbove99PercentBothWaysAreTheWholePictureWhereverTheyLie) {
+    Zoom moved{10, 0, 110, 100};
+    ExpectDummy({640, 480}, &moved);
+    EXPECT_EQ(New({640, 480}, {10, 0, 110, 99}, {640, 480}), nullptr);
+    EXPECT_THAT(m_Log.Take(), ElementsAre(Invalid("{ x: 64, y: 0, w: 640, h: 480 }")));
+    EXPECT_EQ(New({640, 480}, {10, 0, 109, 100}, {640, 480}), nullptr);
+    EXPECT_THAT(m_Log.Take(), ElementsAre(Invalid("{ x: 64, y: 0, w: 633, h: 474 }")));
+}
+
 TEST_F(VideoTransform, APartOfAPictureWithoutWidthIsRefused) {
     EXPECT_EQ(New({0, 480}, {0, 50, 50, 100}, {64, 64}), nullptr);
     EXPECT_THAT(m_Log.Take(), ElementsAre(Invalid("{ x: 0, y: 240, w: 0, h: 0 }")));
+}
+
+TEST_F(VideoTransform, AllOfAPictureWithoutWidthIsTheScalersToRefuse) {
+    Zoom whole{0, 0, 100, 100};
+    for (Zoom* zoom : {static_cast<Zoom*>(nullptr), &whole}) {
+        EXPECT_EQ(CVideoTransformBase::New(CSP_RGB24, 0, 480, zoom, CSP_RGB24, 64, 64), nullptr);
+        EXPECT_EQ(m_Log.Take().back(), Ffmpeg(Severity::Critical, "CFfmpegVideoTransform::New: failed"));
+    }
 }
 
 TEST_F(VideoTransform, LargeProductsAreTakenInFullAndThenCut) {
