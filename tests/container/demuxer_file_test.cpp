@@ -197,7 +197,8 @@ TEST(DemuxerFile, WhatTheCallbackThrowsPassesToTheHost) {
 
 TEST(DemuxerFile, ReadsWithoutACallback) {
     Reading reading;
-    ASSERT_TRUE(reading.demuxer.Open(Clip("demux_film.mp4").c_str(), nullptr));
+    ASSERT_TRUE(reading.Open(Clip("demux_film.mp4")));
+    ASSERT_TRUE(reading.demuxer.Open(Clip("demux_film.mp4").c_str(), nullptr)) << "the callback before is forgotten";
     EXPECT_EQ(static_cast<std::size_t>(reading.ReadToEnd()), PeerPackets(Clip("demux_film.mp4")).size());
     EXPECT_THAT(reading.callback.packets, IsEmpty());
 }

@@ -90,6 +90,19 @@ TEST_F(DemuxerMem, LogsTheThreadThatHasGoneAtDelete) {
     EXPECT_THAT(log.Take(), ElementsAre(Codrelay(Severity::Trace, "CThread::WaitThread: thread_id == 0 #1")));
 }
 
+TEST_F(DemuxerMem, StoresNothingOnceTheThreadHasGone) {
+    Collector collector;
+    CDemuxerMem demuxer;
+    unsigned char byte = 0;
+    g_nDetached = 0;
+    ASSERT_EQ(demuxer.Create("unknown", &collector), 1);
+    while (g_nDetached == 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(demuxer.WriteData(&byte, 1));
+    EXPECT_TRUE(demuxer.WriteData(nullptr, 0));
+}
+
 TEST_F(DemuxerMem, ReportsAThreadThatCannotBeHadAndKeepsTheBufferUntilDestroy) {
     Collector collector;
     CDemuxerMem demuxer;

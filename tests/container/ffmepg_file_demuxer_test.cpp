@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 #include "common/digest.h"
@@ -78,6 +79,19 @@ TEST(FfmepgFileDemuxer, ClosesWhenTheFilterCannotBeMade) {
     EXPECT_TRUE(reading.Open(Clip("demux_film.mp4")));
 }
 
+// Half open, it would hand the first packet to a filter that is not there.
+TEST(FfmepgFileDemuxer, ClosesWhenMemoryRunsOutBeforeTheFilter) {
+    Reading reading;
+    FfmpegScript script;
+    script.initFilter = [](const char*) -> AVBitStreamFilterContext* { throw std::bad_alloc(); };
+    EXPECT_THROW(reading.Open(Clip("demux_film.mp4")), std::bad_alloc);
+    EXPECT_FALSE(reading.demuxer.IsOpen());
+    EXPECT_EQ(reading.demuxer.ReadNextFrame(), 0);
+    EXPECT_THAT(script.released, ElementsAre("avformat_close_input"));
+    script.initFilter = nullptr;
+    EXPECT_TRUE(reading.Open(Clip("demux_film.mp4")));
+}
+
 TEST(FfmepgFileDemuxer, TheFirstH264StreamIsTheOneFiltered) {
     ScriptedReading reading({{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_H264},
                              {AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_HEVC},
@@ -108,7 +122,7 @@ TEST(FfmepgFileDemuxer, AFilterThatGivesNothingLeavesThePacket) {
 }
 
 TEST(FfmepgFileDemuxer, AFilteredPacketReplacesTheOneRead) {
-    ScriptedReading reading({{AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264, {1, 100}}});
+    ScriptedReading reading({{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC}, {AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264, {1, 100}}});
     std::vector<int> keys;
     reading.script.filter = [&](AVCodecContext*, std::uint8_t** out, int* outSize, const std::uint8_t*, int, int key) {
         keys.push_back(key);
@@ -118,6 +132,7 @@ TEST(FfmepgFileDemuxer, AFilteredPacketReplacesTheOneRead) {
         (*out)[1] = 2;
         return 1;
     };
+    reading.next.stream = 1;
     reading.next.pts = 7;
     reading.next.dts = -7;
     reading.next.flags = AV_PKT_FLAG_KEY | AV_PKT_FLAG_CORRUPT;
@@ -131,7 +146,7 @@ TEST(FfmepgFileDemuxer, AFilteredPacketReplacesTheOneRead) {
     const unsigned char bytes[] = {1, 2};
     const std::string md5 = Md5Of(bytes, sizeof(bytes));
     EXPECT_THAT(reading.callback.packets,
-                ElementsAre(PacketFacts{0, 70, -70, 2, 1, md5}, PacketFacts{0, 70, -70, 2, 0, md5}));
+                ElementsAre(PacketFacts{1, 70, -70, 2, 1, md5}, PacketFacts{1, 70, -70, 2, 0, md5}));
     EXPECT_THAT(keys, ElementsAre(1, 0));
 }
 

@@ -147,7 +147,9 @@ TEST(FfmpegDemuxer, OpensTheFormatNamedWithACustomInput) {
         ++openings;
         EXPECT_STREQ(url, "");
         EXPECT_STREQ(format->name, "wav");
-        EXPECT_NE((*context)->flags & AVFMT_FLAG_CUSTOM_IO, 0);
+        AVFormatContext* fresh = avformat_alloc_context();
+        EXPECT_EQ((*context)->flags, fresh->flags | AVFMT_FLAG_CUSTOM_IO);
+        avformat_free_context(fresh);
         EXPECT_NE((*context)->pb, nullptr);
         EXPECT_EQ((*context)->pb->buffer_size, 5000);
         EXPECT_EQ((*context)->pb->write_flag, 0);
