@@ -24,7 +24,9 @@ public:
     /// Opens the file and writes the container's header. 1 on success; 0 where the file cannot be opened,
     /// after which it may be tried again, where the container refuses the streams, which leaves the file open, or where
     /// libavformat answers anything but plain success, as it may for a second header.
-    /// REQUIRES: not called a second time without `WriteTrailer` in between: the first file would stay open.
+    /// REQUIRES: called once. Before `WriteTrailer` a second call leaves the first file open. After it the call
+    /// succeeds and empties the finished file, and a write is then refused until its time has passed the last one of
+    /// the first file. Make a new muxer for each file.
     virtual int WriteHeader() = 0;
 
     /// Writes one encoded picture of `size` bytes at `data`, which is borrowed for the call. `keyFrame` is nonzero for

@@ -32,7 +32,8 @@ public:
 
     /// Writes the container's header. 1 on success; 0 without an open buffer, without a video stream, or where the
     /// container refuses the streams or wants to seek, or where libavformat answers anything but plain success.
-    /// REQUIRES: not called a second time without `WriteTrailer` in between.
+    /// REQUIRES: called once. After `WriteTrailer` a second call succeeds, and a write is then refused until its time
+    /// has passed the last one before. Make a new muxer for each container.
     virtual int WriteHeader() = 0;
 
     /// As CMuxerFileBase::WriteFrame; 0 also without an open buffer.
@@ -45,7 +46,7 @@ public:
     /// open buffer, without an audio stream, or where the container refuses a frame; those before it stay written.
     virtual int WriteSound(unsigned char* data, int size, long long pts) = 0;
 
-    /// Writes the container's trailer. 1 on success; 0 without an accepted header or an open buffer, or where the
-    /// container fails.
+    /// Writes what libavformat holds back and the container's trailer. 1 on success; 0 without an accepted header or an
+    /// open buffer, or where the container fails.
     virtual int WriteTrailer() = 0;
 };

@@ -13,11 +13,12 @@ struct MUXER_PARAM {
     int width;
     /// Picture height in pixels.
     int height;
-    /// Samples per second and channel.
+    /// Samples per second and channel. AAC with ADTS tells FLV, MP4 and 3GP its own rate and channels as well.
     int sampleRate;
     /// Channels of the sound.
     int channels;
-    /// Bits per second. With MP3 it also decides how blocks are cut into frames (see `WriteSound`).
+    /// Bits per second. With MP3 it decides how blocks are cut into frames (see `WriteSound`, which differs from muxer
+    /// to muxer). In AVI all other sound runs by it, and it tells the four codecs of G.726 apart.
     int audioBitRate;
     /// Expected length in whole seconds; a hint for the container.
     int durationSec;

@@ -9,6 +9,7 @@ AVStream* __real_avformat_new_stream(AVFormatContext* context, const AVCodec* co
 int __real_avformat_alloc_output_context2(AVFormatContext** context, AVOutputFormat* format, const char* name,
                                           const char* file);
 int __real_avio_open_dyn_buf(AVIOContext** io);
+int __real_av_write_trailer(AVFormatContext* context);
 
 int __wrap_av_interleaved_write_frame(AVFormatContext* context, AVPacket* packet) {
     if (packet == nullptr) {
@@ -47,6 +48,11 @@ int __wrap_avformat_alloc_output_context2(AVFormatContext** context, AVOutputFor
 
 int __wrap_avio_open_dyn_buf(AVIOContext** io) {
     return g_MuxScript.dynBufAnswer != 0 ? g_MuxScript.dynBufAnswer : __real_avio_open_dyn_buf(io);
+}
+
+int __wrap_av_write_trailer(AVFormatContext* context) {
+    const int answer = __real_av_write_trailer(context);
+    return g_MuxScript.trailerAnswer != 0 ? g_MuxScript.trailerAnswer : answer;
 }
 
 }  // extern "C"

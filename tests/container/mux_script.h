@@ -27,6 +27,8 @@ struct MuxScript {
     int allocAnswer = 0;
     bool nullContext = false;
     int dynBufAnswer = 0;
+    /// Anything but 0 is the answer to a trailer, which is written all the same.
+    int trailerAnswer = 0;
 };
 
 extern MuxScript g_MuxScript;

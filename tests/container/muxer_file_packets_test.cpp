@@ -25,6 +25,14 @@ TEST_F(MuxerFile, GivesTheFirstPictureTickOneAndTheNextAtTheSameTimeTickTwo) {
     EXPECT_EQ(g_MuxScript.written[0].data, m_Bytes.data());
 }
 
+TEST_F(MuxerFile, TakesAnyNumberButZeroForAKeyFrame) {
+    CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 2, 0), 1);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, -1, 0), 1);
+    EXPECT_EQ(g_MuxScript.written[0].flags, AV_PKT_FLAG_KEY);
+    EXPECT_EQ(g_MuxScript.written[1].flags, AV_PKT_FLAG_KEY);
+}
+
 TEST_F(MuxerFile, RaisesTimesThatGoBackwards) {
     CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
     for (const long long pts : {1000, 1080, 1040, 900, 1200}) {
@@ -97,6 +105,14 @@ TEST_F(MuxerFile, AdvancesOtherSoundByOneTickABlock) {
     EXPECT_EQ(g_MuxScript.written[1].flags, AV_PKT_FLAG_KEY);
 }
 
+TEST_F(MuxerFile, KeepsATimeOfSoundBeforeTheOrigin) {
+    CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 0, 1000), 1);
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 100, 500), 1);
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 100, 3000), 1);
+    EXPECT_THAT(Times(), ElementsAre(1, 1, 2));
+}
+
 TEST_F(MuxerFile, TellsEachFrameOfSound) {
     CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
     LogCapture log;
@@ -148,10 +164,19 @@ INSTANTIATE_TEST_SUITE_P(, Mp3Cutting,
                                          Cut{32000, 44100, 418, {104, 105, 104, 105}, false},
                                          Cut{128000, 48000, 384, {384}, false},
                                          // No whole byte a frame, no rate: nothing is cut.
-                                         Cut{100, 44100, 500, {}, true}, Cut{-128000, 44100, 500, {}, true}));
+                                         Cut{100, 44100, 500, {}, true}, Cut{-128000, 44100, 500, {}, true},
+                                         // 144 times the rate counts in 32 bits.
+                                         Cut{29829226, 44100, 25, {10, 11}, true}));
 
 TEST_F(MuxerFile, CutsNothingAtASampleRateOfZero) {
     CMuxerFile& muxer = Created(kFlv, H264AndMp3(128000, 0));
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 500, 0), 1);
+    EXPECT_THAT(g_MuxScript.written, IsEmpty());
+}
+
+TEST_F(MuxerFile, CutsNothingAtRatesWithoutAQuotient) {
+    // 144 times this bit rate is the least 32-bit number.
+    CMuxerFile& muxer = Created(kFlv, H264AndMp3(1 << 27, -1));
     EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 500, 0), 1);
     EXPECT_THAT(g_MuxScript.written, IsEmpty());
 }

@@ -1,12 +1,18 @@
 #include "container/muxer_file.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <malloc.h>
 
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "common/log_capture.h"
+#include "container/ffmpeg_lines.h"
 #include "container/muxer_file_fixture.h"
+#include "container/muxing.h"
 
 namespace {
 
@@ -42,6 +48,12 @@ TEST_F(MuxerFile, TellsItsCreationAndItsEnd) {
     m_pMuxer->Delete();
     m_pMuxer = nullptr;
     EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Trace, "CMuxerFile: Delete")));
+}
+
+TEST_F(MuxerFile, LetsFfmpegDescribeTheOutput) {
+    const FfmpegLines lines;
+    Created(kFlv, H264AndPcm());
+    EXPECT_THAT(lines.Text(), testing::StartsWith("Output #0, flv, to '" + m_Path + "':\n"));
 }
 
 TEST_F(MuxerFile, TakesANullFileNameAsAnEmptyOne) {
@@ -136,6 +148,38 @@ TEST_F(MuxerFile, ReportsAFileThatCannotBeOpenedAndMayTryAgain) {
     EXPECT_EQ(m_pMuxer->WriteHeader(), 0);
     EXPECT_EQ(m_pMuxer->WriteHeader(), 0);
     EXPECT_THAT(log.Take(), ElementsAre(line, line));
+}
+
+TEST_F(MuxerFile, FailsEverythingAfterAHeaderThatFindsNoFile) {
+    const std::filesystem::path folder = m_Path + ".d";
+    std::filesystem::create_directory(folder);
+    MUXER_PARAM param = H264AndPcm();
+    m_pMuxer = new CMuxerFile;
+    ASSERT_EQ(m_pMuxer->Create((folder / "film").c_str(), kFlv, &param), 1);
+    ASSERT_EQ(m_pMuxer->WriteHeader(), 1);
+    std::filesystem::remove_all(folder);
+    EXPECT_EQ(m_pMuxer->WriteHeader(), 0);
+    EXPECT_EQ(m_pMuxer->WriteFrame(m_Bytes.data(), 10, 1, 0), 0);
+    EXPECT_EQ(m_pMuxer->WriteTrailer(), 0);
+    EXPECT_EQ(m_pMuxer->GetFileSize(), 4294967295LL);
+}
+
+TEST_F(MuxerFile, OpensTheFileForWritingAlone) {
+    Ready(kFlv, H264AndPcm());
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry.path(), gone) == m_Path) {
+            std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
+            std::string key;
+            int flags = 0;
+            while (key != "flags:" && info >> key) {
+            }
+            info >> std::oct >> flags;
+            EXPECT_EQ(flags & O_ACCMODE, O_WRONLY);
+            return;
+        }
+    }
+    FAIL() << "the file is not open";
 }
 
 TEST_F(MuxerFile, FailsWritesAndTrailerBeforeTheHeader) {
@@ -254,6 +298,46 @@ TEST_F(MuxerFile, ReportsATrailerThatCannotBeWritten) {
     EXPECT_NE(m_pMuxer->GetFileSize(), 4294967295LL);
 }
 
+TEST_F(MuxerFile, CountsAPositiveAnswerToTheTrailerAsAFailure) {
+    g_MuxScript.trailerAnswer = 1;
+    CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
+    LogCapture log(Severity::Error);
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Error, "CMuxerFile::WriteTrailer: failed")));
+    EXPECT_NE(muxer.GetFileSize(), 4294967295LL);
+}
+
+TEST_F(MuxerFile, FailsEverythingAfterDestroy) {
+    CMuxerFile& muxer = Ready(kFlv, H264AndPcm());
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 1000), 1);
+    muxer.Destroy();
+    LogCapture log(Severity::Warning);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 5000), 0);
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 10, 5000), 0);
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical,
+                                               "CMuxerFile::WriteFrame: write_frame error: pts = 1, prevPts = 0"),
+                                        Ffmpeg(Severity::Error, "CMuxerFile::WriteSound: audio stream not added"),
+                                        Ffmpeg(Severity::Error, "CMuxerFile::WriteTrailer: failed")));
+    EXPECT_EQ(muxer.GetFileSize(), 4294967295LL);
+}
+
+TEST_F(MuxerFile, TellsTheExpectedLengthInTheHeader) {
+    // What stays in a file that gets no trailer, or that cannot seek back.
+    g_MuxScript.passOn = true;
+    MUXER_PARAM param = H264AndPcm();
+    param.audioCodec = 0;
+    CMuxerFile& muxer = Ready(kFlv, param);
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 8192, 1, i * 40), 1);
+    }
+    std::ifstream file(m_Path, std::ios::binary);
+    const std::string head((std::istreambuf_iterator<char>(file)), {});
+    const std::string four("\0\x40\x10\0\0\0\0\0\0", 9);  // the mark of a number, and 4.0
+    EXPECT_EQ(head.substr(head.find("duration") + std::strlen("duration"), four.size()), four);
+    ASSERT_EQ(muxer.WriteTrailer(), 1);
+}
+
 TEST_F(MuxerFile, OpensNoFileForAFormatThatHasNone) {
     m_pMuxer = new CMuxerFile;
     MUXER_PARAM param = H264AndPcm();
@@ -303,6 +387,15 @@ TEST_F(MuxerFile, TellsTheSizeOnDisk) {
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(MuxerFile, FreesTheContextAndEachStream) {
+    AVFormatContext* context = avformat_alloc_context();
+    avformat_new_stream(context, nullptr);
+    avformat_new_stream(context, nullptr);
+    const std::size_t before = mallinfo2().uordblks;
+    muxing::AbandonContext(context);
+    EXPECT_GE(before - mallinfo2().uordblks, sizeof(AVFormatContext) + 2 * sizeof(AVStream));
+}
+
 // FFmpeg's insides of a muxer stay behind when it goes, as hosts have always known it: some kilobytes, no more.
 TEST_F(MuxerFile, LeavesAFewKilobytesBehind) {
     g_MuxScript.passOn = true;

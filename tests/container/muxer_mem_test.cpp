@@ -8,6 +8,7 @@
 
 #include "codrelay/codrelay.h"
 #include "common/log_capture.h"
+#include "container/ffmpeg_lines.h"
 #include "container/mux_script.h"
 
 namespace {
@@ -166,6 +167,15 @@ TEST_F(MuxerMem, WritesTheHeaderIntoThePiece) {
     EXPECT_EQ(std::string(piece.begin(), piece.begin() + 3), "FLV");
 }
 
+TEST_F(MuxerMem, LetsFfmpegDescribeTheOutputAtTheHeader) {
+    CMuxerMem& muxer = Created(H264And(AV_CODEC_ID_MP3));
+    const FfmpegLines lines;
+    ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+    EXPECT_EQ(lines.Text(), "");
+    ASSERT_EQ(muxer.WriteHeader(), 1);
+    EXPECT_THAT(lines.Text(), testing::StartsWith("Output #0, flv, to '(null)':\n"));
+}
+
 TEST_F(MuxerMem, FailsEveryWriteWithoutAnOpenBuffer) {
     CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_PCM_S16LE));
     TakePiece();
@@ -228,6 +238,30 @@ TEST_F(MuxerMem, GivesTheFirstPictureTickOne) {
     EXPECT_EQ(g_MuxScript.written[1].flags, 0);
 }
 
+TEST_F(MuxerMem, TakesAnyNumberButZeroForAKeyFrame) {
+    CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 2, 0), 1);
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, -1, 0), 1);
+    ASSERT_EQ(g_MuxScript.written.size(), 2u);
+    EXPECT_EQ(g_MuxScript.written[0].flags, AV_PKT_FLAG_KEY);
+    EXPECT_EQ(g_MuxScript.written[1].flags, AV_PKT_FLAG_KEY);
+}
+
+TEST_F(MuxerMem, FailsEverythingAfterDestroy) {
+    CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 1000), 1);
+    TakePiece();
+    muxer.Destroy();
+    LogCapture log;
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 5000), 0);
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    EXPECT_EQ(muxer.BeginWriteBuf(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical,
+                                               "CMuxerMem::WriteFrame: write_frame error: pts = 1, prevPts = 0"),
+                                        Ffmpeg(Severity::Critical, "CMuxerMem::WriteTrailer: failed"),
+                                        Ffmpeg(Severity::Critical, "CMuxerMem::BeginWriteBuf: failed!")));
+}
+
 TEST_F(MuxerMem, SaysThatABlockIsEmpty) {
     CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));
     LogCapture log;
@@ -272,6 +306,15 @@ TEST_F(MuxerMem, CutsNothingAtABitRateOfZero) {
     MUXER_PARAM param = H264And(AV_CODEC_ID_MP3);
     param.audioBitRate = 0;
     CMuxerMem& muxer = Ready(param);
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 100, 0), 1);
+    EXPECT_THAT(g_MuxScript.written, IsEmpty());
+}
+
+TEST_F(MuxerMem, CutsNothingAtRatesWithoutAQuotient) {
+    MUXER_PARAM param = H264And(AV_CODEC_ID_MP3);
+    param.sampleRate = 1 << 27;  // 144 times as much is the least 32-bit number
+    param.audioBitRate = -1;
+    CMuxerMem& muxer = Created(param);
     EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 100, 0), 1);
     EXPECT_THAT(g_MuxScript.written, IsEmpty());
 }
@@ -357,9 +400,13 @@ TEST_F(MuxerMem, TakesTheOriginFromAnEmptyBlockAndAgainAfterAHeader) {
     EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 0, 1, 1000), 0);
     EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 1040), 1);
     EXPECT_EQ(g_MuxScript.written.back().pts, 40);
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 10, 1060), 1);
+    EXPECT_EQ(g_MuxScript.written.back().pts, 60);
     ASSERT_EQ(muxer.WriteTrailer(), 1);
     ASSERT_EQ(muxer.WriteHeader(), 1);
     EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 1040), 1);
+    EXPECT_EQ(g_MuxScript.written.back().pts, 1);
+    EXPECT_EQ(muxer.WriteSound(m_Bytes.data(), 10, 1040), 1);
     EXPECT_EQ(g_MuxScript.written.back().pts, 1);
 }
 
@@ -376,6 +423,17 @@ TEST_F(MuxerMem, FailsEverythingAfterARefusedHeader) {
                                         Ffmpeg(Severity::Critical,
                                                "CMuxerMem::WriteFrame: write_frame error: pts = 1, prevPts = 0"),
                                         Ffmpeg(Severity::Critical, "CMuxerMem::WriteTrailer: failed")));
+}
+
+TEST_F(MuxerMem, CountsAPositiveAnswerToTheHeaderAsAFailure) {
+    // What libavformat answers to a header after a header, with its streams set up already.
+    g_MuxScript.passOn = true;
+    CMuxerMem& muxer = Ready(H264And(AV_CODEC_ID_MP3));
+    LogCapture log;
+    EXPECT_EQ(muxer.WriteHeader(), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, "CMuxerMem::WriteHeader: failed")));
+    EXPECT_EQ(muxer.WriteFrame(m_Bytes.data(), 10, 1, 0), 1);
+    EXPECT_EQ(muxer.WriteTrailer(), 1);
 }
 
 TEST_F(MuxerMem, GoesOnAfterATrailerWithoutABuffer) {
@@ -416,6 +474,16 @@ TEST_F(MuxerMem, NeverReadsOutsideABlockOfMp3) {
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(MuxerMem, LosesNoMemoryOfABufferThatIsOpenedTwice) {
+    CMuxerMem& muxer = Created(H264And(AV_CODEC_ID_MP3));
+    ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+    const std::size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+    }
+    EXPECT_LT(mallinfo2().uordblks, before + 10000);
+}
+
 TEST_F(MuxerMem, LeavesAFewKilobytesBehind) {
     g_MuxScript.passOn = true;
     const auto life = [this] {
