@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <memory>
 
 #include "audio/aac_range.h"
 #include "audio/audio_encoder.h"
@@ -94,6 +95,8 @@ int CAudioEncoder::EncodeFrame(unsigned char* out, unsigned int outLen, unsigned
     av_init_packet(&packet);
     packet.data = out;
     packet.size = static_cast<int>(outLen);
+    // Where there is no buffer, FFmpeg allocates the packet.
+    const std::unique_ptr<AVPacket, void (*)(AVPacket*)> allocated(out == nullptr ? &packet : nullptr, av_packet_unref);
     int gotPacket = 0;
     const int result = IsEncodable(frameBytes) ? avcodec_encode_audio2(m_pCodecContext, &packet, m_pFrame, &gotPacket)
                                                : AVERROR(EINVAL);
@@ -108,9 +111,6 @@ int CAudioEncoder::EncodeFrame(unsigned char* out, unsigned int outLen, unsigned
         TakePacket(packet, outLen, written, pts);
     } else {
         pts = m_nLastPacketPts;
-    }
-    if (out == nullptr) {
-        av_packet_unref(&packet);  // FFmpeg allocated it
     }
     return 1;
 }

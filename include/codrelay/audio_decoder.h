@@ -73,15 +73,15 @@ public:
     /// - Opus counts the samples of one channel only: with two channels twice as many bytes as `written` are in `out`.
     /// - A stereo frame in an AAC or MP3 decoder that was made for one channel: the left channel stands at the front of
     ///   its place in `out`, and `written` counts both.
-    /// - An AAC frame of more than two channels, which tells so in its own header (ADTS), in a decoder that was made for
-    ///   two: the first two channels stand interleaved at the front of its place, and `written` counts all.
+    /// - An AAC frame of more than two channels, which tells so in its own header (ADTS), in a decoder that was made
+    ///   for two: the first two channels stand interleaved at the front of its place, and `written` counts all.
     ///
     /// | result | meaning |
     /// |---|---|
     /// | 0 | decoded; `written` may be 0 while the codec gathers its delay |
     /// | 1 | Opus only: `out` is too small for the packet |
     /// | 2 | the packet is broken; but for Opus also: nothing given, not ready, `out` missing or too small |
-    /// | 3 | Opus only: no room, concealment of no multiple of 2.5 ms, or an internal failure |
+    /// | 3 | Opus only: no room, `inLen` beyond 2147483647, concealment of no multiple of 2.5 ms, internal failure |
     /// | 4 | Opus only: the decoder is not ready |
     ///
     /// Where nothing was given or the decoder is not ready, `consumed` is 0, but for Opus, where it is `inLen` always.

@@ -82,9 +82,10 @@ public:
     /// encoder is not ready or where PCM was given less than one sample group, else 0; the encoder stays ready. A codec
     /// with a delay may have swallowed the frame of a failed call all the same.
     ///
-    /// A null `in` and an `inLen` of 2147483648 and more are such failures. So is a frame of AAC with a sample that is
-    /// no number or lies beyond 8192 (full scale is 1): FFmpeg's encoder may never return from those of 16 bits that are
-    /// given as floats without being divided by 32768. Nothing of such a frame stays in the encoder.
+    /// A null `in` that is said to hold a frame and an `inLen` beyond 2147483647 are such failures. So is a frame of
+    /// AAC with a sample that is no number or lies beyond 8192 (full scale is 1): FFmpeg's encoder may never return
+    /// from those of 16 bits that are given as floats without being divided by 32768. Nothing of such a frame stays in
+    /// the encoder.
     virtual int Encode(unsigned char* in, unsigned int inLen, unsigned char* out, unsigned int outLen,
                        unsigned int& consumed, unsigned int& written, long long& pts) = 0;
 };

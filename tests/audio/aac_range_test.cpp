@@ -48,7 +48,7 @@ TEST_F(AacRangeTest, EndsWhereFfmpegMayNotReturn) {
     for (const int channels : {1, 2}) {
         auto& encoder = Aac();
         ASSERT_TRUE(Create(encoder, 48000, channels, AUDIO_SAMPLE_FLT));
-        const auto count = static_cast<std::size_t>(1024 * channels);
+        const std::size_t count = std::size_t(1024) * static_cast<std::size_t>(channels);
         const float beyond = std::nextafter(kLargest, kInfinity);
         LogCapture log;
         for (const float sample : {beyond, -beyond, 32767.0f, -kInfinity, kInfinity, kNoNumber, -kNoNumber}) {

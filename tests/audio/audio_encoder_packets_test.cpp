@@ -8,6 +8,7 @@
 #include "audio/scripted_failures.h"
 #include "codrelay/audio_format.h"
 #include "common/allocation_counter.h"
+#include "common/guarded_buffer.h"
 #include "common/log_capture.h"
 
 using testing::ElementsAre;
@@ -211,6 +212,19 @@ TEST_F(AudioEncoderTest, TakesLessThanASampleGroupOfPcmForAnError) {
     }
 }
 
+// Hosts know the count of samples to wrap in 32 bits.
+TEST_F(AudioEncoderTest, CountsTheBitsOfPcmIn32Bits) {
+    auto& encoder = Pcm();
+    ASSERT_TRUE(Create(encoder, 8000, 1, AUDIO_SAMPLE_S16));
+    LogCapture log;
+    EXPECT_EQ(Encode(encoder, 0x20000000u), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Error, "CAudioEncoder::Encode: input param error!")));
+    EXPECT_EQ(Encode(encoder, 0x20000004u), 1);
+    EXPECT_EQ(consumed, 4u);
+    EXPECT_EQ(Encode(encoder, 0x80000004u), 0);
+    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, "CAudioEncoder::Encode: fill frame failed!")));
+}
+
 // A counted clock of 1000 samples at 8000 a second.
 CAudioEncoder& CountTo1000(CAudioEncoder& encoder) {
     unsigned char in[2000] = {};
@@ -308,9 +322,19 @@ TEST_F(AudioEncoderTest, TellsOfAFrameThatCannotBeFilled) {
     EXPECT_EQ(consumed, 0u);
     EXPECT_EQ(written, 0u);
     EXPECT_EQ(pts, 0);
-    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Critical, "CAudioEncoder::Encode: fill frame failed!")));
+    const auto line = Ffmpeg(Severity::Critical, "CAudioEncoder::Encode: fill frame failed!");
+    EXPECT_THAT(log.Take(), ElementsAre(line));
     EXPECT_EQ(Encode(encoder, 20), 1);
     EXPECT_EQ(pts, 0);
+    {
+        const Failing failing("avcodec_fill_audio_frame");
+        EXPECT_EQ(Encode(encoder, 20, 90000), 0);
+    }
+    EXPECT_THAT(
+        log.Take(),
+        ElementsAre(Ffmpeg(Severity::Info, "CAudioEncoder::Encode: diffPts=-10, change from=10, to=90000"), line));
+    EXPECT_EQ(Encode(encoder, 20), 1);
+    EXPECT_EQ(pts, 90000) << "the clock has followed the host already";
 }
 
 // Also where the samples are taken apart, of which FFmpeg never sees the host's length.
@@ -325,11 +349,13 @@ TEST_F(AudioEncoderTest, RefusesALengthOfTwoGigabytesAndNoSamplesAtAll) {
                       {Mp3(), 2, AUDIO_SAMPLE_S16, 4608},
                       {Mp3(), 2, AUDIO_SAMPLE_S32, 9216}};
     const auto line = Ffmpeg(Severity::Critical, "CAudioEncoder::Encode: fill frame failed!");
+    const GuardedBuffer guard(1);  // nothing behind it may be read
     for (const auto& row : rows) {
         ASSERT_TRUE(Create(row.encoder, 44100, row.channels, row.flag));
         LogCapture log;
         for (const unsigned int length : {0x80000000u, UINT_MAX}) {
-            EXPECT_EQ(Encode(row.encoder, length), 0);
+            pts = 5;
+            EXPECT_EQ(row.encoder.Encode(guard.Last(1), length, out.data(), 16384, consumed, written, pts), 0);
             EXPECT_EQ(consumed, 0u);
             EXPECT_EQ(written, 0u);
             EXPECT_EQ(pts, 0);

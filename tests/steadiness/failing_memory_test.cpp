@@ -291,6 +291,36 @@ TEST(FailingMemoryInAudioDecoder, LeavesNoFrameForTheNextPacket) {
     EXPECT_GT(nth, 2);
 }
 
+// Where the host offers no buffer FFmpeg allocates one, and the line of a packet that is too long is written before it
+// is given back.
+TEST(FailingMemoryInAudioEncoder, LosesNoPacketOfFfmpegs) {
+    const AllLinesDropped log;
+    const std::unique_ptr<CAudioEncoderBase, void (*)(CAudioEncoderBase*)> encoder(
+        Codrelay_AudioEncoder(AUDIO_CODEC_PCM_S16LE), [](CAudioEncoderBase* each) {
+            each->DestroyEncoder();
+            each->Delete();
+        });
+    const AUDIO_FORMAT format = {8000, 1, AUDIO_SAMPLE_S16};
+    ASSERT_TRUE(encoder->CreateEncoder(&format, 0));
+    unsigned char samples[20] = {};
+    const auto encode = [&] {
+        unsigned int consumed = 0;
+        unsigned int written = 0;
+        long long pts = 0;
+        return encoder->Encode(samples, sizeof(samples), nullptr, 5, consumed, written, pts) == 1;
+    };
+    ASSERT_TRUE(encode());
+    long nth = 1;
+    for (bool failed = true; failed; ++nth) {
+        const Kept before;
+        failing_memory::Arm(nth, Memory::Objects, Failure::Once);
+        Succeeds(encode);
+        failed = failing_memory::Disarm();
+        EXPECT_LE((Kept() - before).blocks, 0) << "allocation " << nth;
+    }
+    EXPECT_GT(nth, 2);
+}
+
 TEST(FailingMemoryInThread, ItsEndIsWaitedForWithoutALine) {
     struct Waiting {
         CConditionWait isWaitedFor;
