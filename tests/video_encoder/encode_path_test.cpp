@@ -232,6 +232,21 @@ TEST_P(Encode, FlagsBesideTheKeyFlagDoNotShow) {
     EXPECT_EQ(m_nKeyFrame, 0);
 }
 
+TEST_P(Encode, APacketInTheEncodersOwnMemoryIsLetGo) {
+    unsigned char bytes[10] = {};
+    bool letGo = false;
+    m_Ffmpeg.encode = [&](AVCodecContext*, AVPacket* packet, const AVFrame*, int* gotPacket) {
+        packet->data = bytes;
+        packet->size = sizeof(bytes);
+        packet->buf = av_buffer_create(
+            bytes, sizeof(bytes), [](void* flag, unsigned char*) { *static_cast<bool*>(flag) = true; }, &letGo, 0);
+        *gotPacket = 1;
+        return 0;
+    };
+    EXPECT_EQ(EncodePicture(0), 10);
+    EXPECT_TRUE(letGo);
+}
+
 TEST_P(Encode, APictureHeldBackGivesNothingAndIsNotCounted) {
     m_Ffmpeg.encode = [](AVCodecContext*, AVPacket* packet, const AVFrame*, int* gotPacket) {
         av_packet_unref(packet);
