@@ -17,6 +17,7 @@ using uvqlog::Severity;
 
 namespace {
 std::optional<int> g_FailingFillPointers;
+std::optional<int> g_OutputSize;
 std::optional<int> g_FailingScale;
 }  // namespace
 
@@ -28,6 +29,9 @@ int __wrap_av_image_fill_pointers(uint8_t* data[4], AVPixelFormat format, int he
     // The library asks without a base for the size alone.
     if (g_FailingFillPointers && base != nullptr) {
         return *g_FailingFillPointers;
+    }
+    if (g_OutputSize && base == nullptr) {
+        return *g_OutputSize;
     }
     return __real_av_image_fill_pointers(data, format, height, base, linesizes);
 }
@@ -64,6 +68,7 @@ protected:
     Transform() : m_Buffer(kRoom) {
         av_log_set_level(AV_LOG_QUIET);  // the scaler's own words
         g_FailingFillPointers.reset();
+        g_OutputSize.reset();
         g_FailingScale.reset();
     }
 
@@ -161,6 +166,13 @@ TEST_F(Transform, ASizeBeyondAllBoundsIsRefused) {
     EXPECT_THAT(m_Log.Take(), ElementsAre(Armed(m_FromParams, to), Line(Severity::Critical,
                                                                         "CreateTransform: failed to get the output "
                                                                         "size")));
+}
+
+TEST_F(Transform, ASizeOfNoBytesIsRefused) {
+    g_OutputSize = 0;
+    EXPECT_FALSE(Convert(*m_From, m_ToParams));
+    EXPECT_THAT(m_Log.Take(), ElementsAre(Armed(m_FromParams, m_ToParams),
+                                          Line(Severity::Critical, "CreateTransform: failed to get the output size")));
 }
 
 TEST_F(Transform, AFormatThatTheScalerDoesNotWriteIsRefused) {

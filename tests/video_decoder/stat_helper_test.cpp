@@ -96,6 +96,17 @@ TEST_F(StatHelperTest, PeriodOf19999MsPrintsNothingAndOf20000MsPrints) {
     EXPECT_EQ(m_Stat.m_nTriggerMs, 30);
 }
 
+TEST_F(StatHelperTest, ThresholdOutlivesThePeriod) {
+    m_Stat.m_nTriggerMs = 5;
+    Call(6);
+    EXPECT_EQ(m_Stat.m_nTriggered, 1);
+    m_Clock.now = kStart + 20000;
+    Call(0);
+    ExpectReset();
+    Call(6);
+    EXPECT_EQ(m_Stat.m_nTriggered, 1);
+}
+
 TEST_F(StatHelperTest, EmptyPeriodPrintsTheResetValueOfMax) {
     m_Clock.now = kStart + 20000;
     Call(0, false);

@@ -70,6 +70,12 @@ TEST_F(VideoDecoderLifecycle, CanBeCreatedAnewWithAnotherSize) {
     EXPECT_EQ(m_Frame->m_nWidth, 33U);
     EXPECT_EQ(m_Frame->m_nHeight, 17U);
     EXPECT_EQ(HashOf(*old), hash);
+    // And with a larger one, while a small picture is out and another's buffer free.
+    m_Decoder->DestroyDecoder();
+    ASSERT_EQ(m_Decoder.Create(320, 240), 1);
+    Frame large;
+    EXPECT_EQ(m_Decoder.Decode(m_Units[0], large), 0);
+    EXPECT_EQ(HashOf(*large), hash);
 }
 
 TEST_F(VideoDecoderLifecycle, CreateForgetsTheLastTimestamp) {

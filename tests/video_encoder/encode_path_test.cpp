@@ -77,6 +77,10 @@ TEST_P(Encode, HandsFfmpegTheCallersPixelsAndTheCallersBuffer) {
         EXPECT_EQ(packet->data, m_Out.data());
         EXPECT_EQ(packet->size, static_cast<int>(m_Out.size()));
         EXPECT_EQ(packet->buf, nullptr);
+        EXPECT_EQ(packet->pts, AV_NOPTS_VALUE);
+        EXPECT_EQ(packet->dts, AV_NOPTS_VALUE);
+        EXPECT_EQ(packet->pos, -1);
+        EXPECT_EQ(packet->flags, 0);
         EXPECT_EQ(*gotPacket, 0);
         return __real_avcodec_encode_video2(context, packet, frame, gotPacket);
     };
@@ -215,6 +219,8 @@ TEST_P(Encode, AnEmptyPacketOfTheEncodersOwnIsNoByte) {
     EXPECT_EQ(EncodePicture(0), 0);
     EXPECT_EQ(m_nKeyFrame, 1);
     EXPECT_THAT(m_Out, Each(kUntouched));
+    // There is nothing to copy, so a missing buffer is none that is too small.
+    EXPECT_EQ(m_Encoder.Encode(&m_Picture, nullptr, 0, &m_nKeyFrame), 0);
 }
 
 TEST_P(Encode, FlagsBesideTheKeyFlagDoNotShow) {
@@ -224,6 +230,21 @@ TEST_P(Encode, FlagsBesideTheKeyFlagDoNotShow) {
     AnswerWithOwnPacket(5, AV_PKT_FLAG_CORRUPT);
     EXPECT_EQ(EncodePicture(1), 5);
     EXPECT_EQ(m_nKeyFrame, 0);
+}
+
+TEST_P(Encode, APacketInTheEncodersOwnMemoryIsLetGo) {
+    unsigned char bytes[10] = {};
+    bool letGo = false;
+    m_Ffmpeg.encode = [&](AVCodecContext*, AVPacket* packet, const AVFrame*, int* gotPacket) {
+        packet->data = bytes;
+        packet->size = sizeof(bytes);
+        packet->buf = av_buffer_create(
+            bytes, sizeof(bytes), [](void* flag, unsigned char*) { *static_cast<bool*>(flag) = true; }, &letGo, 0);
+        *gotPacket = 1;
+        return 0;
+    };
+    EXPECT_EQ(EncodePicture(0), 10);
+    EXPECT_TRUE(letGo);
 }
 
 TEST_P(Encode, APictureHeldBackGivesNothingAndIsNotCounted) {

@@ -139,6 +139,12 @@ TEST_P(TuningOfCodec, TakesThePictureClockFromTheFrameRateButForJpeg) {
     }
 }
 
+TEST_P(TuningOfCodec, KeepsABitRateThatDoesNotFitAnInt) {
+    EncoderUnderTest encoder(GetParam());
+    CreateAndCheckBefore(encoder, {4294967295U, 25},
+                         [](const AVCodecContext& context) { EXPECT_EQ(context.bit_rate, 4294967295); });
+}
+
 TEST_P(TuningOfCodec, CutsAFrameRateThatDoesNotFitAnInt) {
     EncoderUnderTest encoder(GetParam());
     CreateAndCheckBefore(encoder, {800000, 4294967295U}, [this](const AVCodecContext& context) {
