@@ -165,6 +165,19 @@ TEST(FfmpegRegistry, InitWalksNothingWhenNobodyReadsTheListing) {
     EXPECT_GT(script.steps, 0);
 }
 
+TEST(FfmpegRegistry, TheListingGoesByTheThresholdOfItsOwnLogger) {
+    LogCapture log(Severity::Info);
+    FfmpegWalkScript script;
+    uvqlog::SetThreshold("codrelay", Severity::Trace);
+    InitFfmpegCodecLib();
+    EXPECT_EQ(script.steps, 0);
+    uvqlog::SetThreshold("codrelay", Severity::Info);
+    uvqlog::SetThreshold("ffmpeg", Severity::Trace);
+    InitFfmpegCodecLib();
+    EXPECT_GT(script.steps, 0);
+    EXPECT_THAT(log.Take(), ElementsAreArray(ExpectedListing()));
+}
+
 TEST(FfmpegRegistry, MissingTextsOfFormatsPrintNothing) {
     AVOutputFormat bare{};
     bare.name = "bare";
