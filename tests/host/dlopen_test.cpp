@@ -66,24 +66,34 @@ void DecodeAPicture(const LoadedLibrary& library) {
     destroy();
 }
 
+void SetSink(const LoadedLibrary& library, std::function<void(const uvqlog::LogEvent&)> sink) {
+    auto* const setSink = library.Find<void(std::function<void(const uvqlog::LogEvent&)>)>(
+        "_ZN6uvqlog7SetSinkESt8functionIFvRKNS_8LogEventEEE");
+    ASSERT_NE(setSink, nullptr);
+    setSink(std::move(sink));
+}
+
+/// A call that writes one line, at Error.
+using NameOf = const char*(int);
+NameOf* FindNameOf(const LoadedLibrary& library) {
+    return library.Find<NameOf>("_Z18GetMuxerFormatNamei");
+}
+
 /// Steers everything of the log that can be steered, and makes it write a line to a file and one to a sink. The sink
 /// keeps `captured`.
 void SteerTheLog(const LoadedLibrary& library, const std::shared_ptr<int>& captured) {
-    using uvqlog::LogEvent;
     using uvqlog::Severity;
-    auto* const setSink =
-        library.Find<void(std::function<void(const LogEvent&)>)>("_ZN6uvqlog7SetSinkESt8functionIFvRKNS_8LogEventEEE");
     auto* const setThreshold = library.Find<void(std::string_view, Severity)>(
         "_ZN6uvqlog12SetThresholdESt17basic_string_viewIcSt11char_traitsIcEENS_8SeverityE");
     auto* const logToFile = library.Find<void(const std::string&, std::size_t, std::size_t)>(
         "_ZN6uvqlog17LogToRotatingFileERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEmm");
-    auto* const nameOf = library.Find<const char*(int)>("_Z18GetMuxerFormatNamei");
-    ASSERT_TRUE(setSink != nullptr && setThreshold != nullptr && logToFile != nullptr && nameOf != nullptr);
+    NameOf* const nameOf = FindNameOf(library);
+    ASSERT_TRUE(setThreshold != nullptr && logToFile != nullptr && nameOf != nullptr);
 
     logToFile("/dev/null", 1000, 0);
     setThreshold("a name that is longer than a word", Severity::Trace);
     EXPECT_EQ(nameOf(0), nullptr);
-    setSink([captured](const LogEvent&) { ++*captured; });
+    SetSink(library, [captured](const uvqlog::LogEvent&) { ++*captured; });
     EXPECT_EQ(nameOf(0), nullptr);
     EXPECT_EQ(*captured, 1);
 }
@@ -116,6 +126,29 @@ TEST(Dlopen, ItIsGoneOnceItIsUnloadedAndWhatItsSinkKeptIsLetGo) {
     }
     EXPECT_EQ(captured.use_count(), 1);
     EXPECT_EQ(dlopen(CODRELAY_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr);
+}
+
+TEST(Dlopen, WhatASinkKeptMayLogWhenTheUnloadedLibraryLetsGoOfIt) {
+    struct LastWords {
+        NameOf* nameOf;
+        ~LastWords() { nameOf(0); }
+    };
+    testing::internal::CaptureStderr();
+    {
+        LoadedLibrary library;
+        ASSERT_TRUE(library.IsLoaded()) << dlerror();
+        NameOf* const nameOf = FindNameOf(library);
+        ASSERT_NE(nameOf, nullptr);
+        SetSink(library, {});  // what the log consists of is made in this order
+        nameOf(0);
+        std::shared_ptr<LastWords> kept(new LastWords{nameOf});
+        SetSink(library, [kept = std::move(kept)](const uvqlog::LogEvent&) {});
+    }
+    const std::string said = testing::internal::GetCapturedStderr();
+    const std::string line = "[ffmpeg] [error] GetMuxerFormatName 0 failed!\n";
+    const std::size_t first = said.find(line);
+    ASSERT_NE(first, std::string::npos) << said;
+    EXPECT_NE(said.find(line, first + line.size()), std::string::npos) << said;
 }
 
 TEST(Dlopen, TheLibraryStartsNothingAndNeedsNoCallToBeUnloaded) {

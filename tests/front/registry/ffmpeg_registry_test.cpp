@@ -165,6 +165,19 @@ TEST(FfmpegRegistry, InitWalksNothingWhenNobodyReadsTheListing) {
     EXPECT_GT(script.steps, 0);
 }
 
+TEST(FfmpegRegistry, TheListingGoesByTheThresholdOfItsOwnLogger) {
+    LogCapture log(Severity::Info);
+    FfmpegWalkScript script;
+    uvqlog::SetThreshold("codrelay", Severity::Trace);
+    InitFfmpegCodecLib();
+    EXPECT_EQ(script.steps, 0);
+    uvqlog::SetThreshold("codrelay", Severity::Info);
+    uvqlog::SetThreshold("ffmpeg", Severity::Trace);
+    InitFfmpegCodecLib();
+    EXPECT_GT(script.steps, 0);
+    EXPECT_THAT(log.Take(), ElementsAreArray(ExpectedListing()));
+}
+
 TEST(FfmpegRegistry, MissingTextsOfFormatsPrintNothing) {
     AVOutputFormat bare{};
     bare.name = "bare";
@@ -231,9 +244,12 @@ TEST(FfmpegRegistry, NumbersInItsLinesAreTheSameInAnyLocaleOfTheHost) {
 TEST(FfmpegRegistry, FindCodecLogsANameThatStandsForAnotherCodec) {
     LogCapture log;
     EXPECT_EQ(GetMainFfmpegCodecLib()->FindCodec(AV_CODEC_ID_H264, "hevc", 0), nullptr);
-    EXPECT_THAT(log.Take(),
-                ElementsAre(Ffmpeg(Severity::Error,
-                                   "FindCodec: Can't find codec 1. CodecId = 27, codecName = hevc, Encoder = 0")));
+    EXPECT_EQ(GetMainFfmpegCodecLib()->FindCodec(AV_CODEC_ID_HEVC, "h264", 0), nullptr);
+    EXPECT_THAT(
+        log.Take(),
+        ElementsAre(
+            Ffmpeg(Severity::Error, "FindCodec: Can't find codec 1. CodecId = 27, codecName = hevc, Encoder = 0"),
+            Ffmpeg(Severity::Error, "FindCodec: Can't find codec 1. CodecId = 173, codecName = h264, Encoder = 0")));
 }
 
 TEST(FfmpegRegistry, FormatsAreFoundByTheWholeLongName) {
