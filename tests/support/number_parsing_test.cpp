@@ -154,6 +154,9 @@ TEST(StringToInt, SeesNothingBehindTheEndOfARangeInALargerText) {
     EXPECT_EQ(stop, text.data() + 3);
     EXPECT_FALSE(utils::StringToInt(text.data(), text.data(), &value, kLenient, &stop));
     EXPECT_EQ(stop, text.data());
+    const std::string negative = "-1";
+    EXPECT_FALSE(utils::StringToInt(negative.data(), negative.data(), &value, kLenient, &stop));
+    EXPECT_EQ(stop, negative.data());
 }
 
 TEST(StringToInt, TakesBytesAbove127ForOrdinaryText) {

@@ -82,6 +82,7 @@ TEST(ParseTimeString, ReadsTokensLeniently) {
 TEST(ParseTimeString, SplitsAtAnyOfTheDelimiters) {
     EXPECT_EQ(Clock("1.2-3", ".-"), 3723);
     EXPECT_EQ(Clock("1:2:3", "."), 3600);
+    EXPECT_EQ(Clock("1.2:3"), 3780);
     EXPECT_EQ(Clock("12:30", ""), 43200);
 }
 
