@@ -12,7 +12,7 @@ set(cmake_packagedir ${CMAKE_INSTALL_LIBDIR}/cmake/Codrelay)
 function(install_libraries)
   install(TARGETS codrelay UvqLog EXPORT CodrelayTargets INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(FILES ${codrelay_built_with} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/codrelay)
+  install(FILES ${codrelay_build_record} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/codrelay)
   set_target_properties(codrelay PROPERTIES INSTALL_RPATH "$ORIGIN;$ORIGIN/codrelay")
 endfunction()
 

@@ -27,7 +27,7 @@ check_contents() {
     listed=$(dpkg-deb --contents "$package" | awk '{ print $6 }')
     for path in ./usr/bin/codrelay "$libdir"/libcodrelay.so{,.1} "$libdir"/libUvqLog.so{,.1} \
         "$libdir"/codrelay/libavcodec.so.58 "$libdir"/cmake/Codrelay/CodrelayConfig.cmake \
-        "$libdir"/pkgconfig/{codrelay,uvqlog}.pc ./usr/include/codrelay/{codrelay,built_with}.h ./usr/include/uvqlog/uvqlog.h \
+        "$libdir"/pkgconfig/{codrelay,uvqlog}.pc ./usr/include/codrelay/{codrelay,build_record}.h ./usr/include/uvqlog/uvqlog.h \
         ./usr/share/man/man1/codrelay.1 ./usr/share/doc/codrelay/copyright \
         ./usr/share/doc/codrelay/examples/decode_file.cpp; do
         grep -qxF "$path" <<<"$listed" || die "the package lacks $path" "dpkg-deb --contents $package"

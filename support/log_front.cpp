@@ -5,7 +5,8 @@
 namespace {
 
 // Room for a logger that no destructor ends: a host's own statics may hold media objects, and what those log while they
-// are torn down must find a living logger. It goes with the library, and leaves nothing behind.
+// are torn down must find a living logger. It goes with the library, and leaves nothing behind, since a logger owns
+// nothing.
 struct LoggerRoom {
     alignas(uvqlog::Logger) unsigned char bytes[sizeof(uvqlog::Logger)];
 };

@@ -49,7 +49,7 @@ void CopyRows(uint8_t* to, const Plane& plane, const Cut& cut) {
 }
 
 /// Fills the last column and row of a whole plane of chroma, for a picture of `w` by `h` pixels whose halves rounded
-/// down are there. Nothing comes of nothing: a picture of one column or row stays without colours.
+/// down are there. Nothing comes of nothing: the samples of a picture of one column or row stay 0, which is green.
 void RepeatLastSamples(uint8_t* plane, long long w, long long h) {
     const long long columns = w / 2;
     const long long rows = h / 2;
@@ -115,6 +115,9 @@ void CFfmpegVideoTransform::CropPlanes(const uint8_t* src, uint8_t* dst, const C
     const long long h = m_CropRect.h;
     const long long W = m_InputSize.width;
     const long long L = W * m_InputSize.height;
+    if (w < 1 || h < 1) {
+        return;  // a rectangle turned round
+    }
     CopyRows(dst, {src, L, W}, {y * W, W, x, w, h, w});
 
     const Cut cut{((W >> 1) * y) / 2, x / 2 + (W - x) / 2, x / 2, w / 2, h / 2, chroma.rowBytes};
@@ -130,6 +133,9 @@ void CFfmpegVideoTransform::CropForScaling(uint8_t* src) {
     }
     const long long w = m_CropRect.w;
     const long long h = m_CropRect.h;
+    if (w < 1 || h < 1) {
+        return;
+    }
     const Chroma whole{(w + 1) / 2, (w + 1) / 2 * ((h + 1) / 2)};
     CropPlanes(src, dst, whole);
     RepeatLastSamples(dst + w * h, w, h);

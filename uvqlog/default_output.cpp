@@ -5,6 +5,7 @@
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -79,10 +80,10 @@ void DefaultOutput::Write(const LogEvent& event) noexcept {
 // it to rename it, and must not write it then. Any other failure is the file's own.
 bool DefaultOutput::TryFile(const LogEvent& event) {
     for (int tries = 0; tries < 2 && m_OpenFile; ++tries) {
+        if (m_pFile == nullptr && !TryToReopen()) {
+            return false;
+        }
         try {
-            if (m_pFile == nullptr) {
-                m_pFile = m_OpenFile();
-            }
             WriteTo(*m_pFile, event);
             return true;
         } catch (const std::bad_alloc&) {
@@ -95,7 +96,19 @@ bool DefaultOutput::TryFile(const LogEvent& event) {
     return false;
 }
 
-void DefaultOutput::ToRotatingFile(const std::string& path, std::size_t maxBytes, std::size_t maxFiles) {
+// A file for which there is no memory may look like one that cannot be opened.
+bool DefaultOutput::TryToReopen() {
+    try {
+        m_pFile = m_OpenFile();
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+void DefaultOutput::ToRotatingFile(const std::string& name, std::size_t maxBytes, std::size_t maxFiles) {
+    // The same file when it is opened anew, wherever the process has gone meanwhile.
+    const std::string path = name.empty() ? name : std::filesystem::absolute(name).string();
     std::function<Target()> openFile = [path, maxBytes, maxFiles] {
         return MakeTarget<spdlog::sinks::rotating_file_sink_st>(path, maxBytes, maxFiles);
     };

@@ -24,13 +24,14 @@ public:
     /// Writes one line; never throws. A file that cannot be written any more is given up for stderr; one that there was
     /// no memory for is not.
     void Write(const LogEvent& event) noexcept;
-    void ToRotatingFile(const std::string& path, std::size_t maxBytes, std::size_t maxFiles);
+    void ToRotatingFile(const std::string& name, std::size_t maxBytes, std::size_t maxFiles);
 
 private:
     using Target = std::shared_ptr<spdlog::sinks::sink>;
 
     /// False where the line belongs on stderr.
     bool TryFile(const LogEvent& event);
+    bool TryToReopen();
 
     std::mutex m_Mutex;  // guards all below, and is held while a line is written
     Target m_pStderr;

@@ -1,6 +1,7 @@
 #pragma once
 
-namespace uvqlog {
+// Hidden in any build: what a version script lets out would be one for all libraries, and dlclose would never unload it.
+namespace uvqlog __attribute__((visibility("hidden"))) {
 
 /// Whether this shared library, the one that includes this, is being unloaded. False while the process ends: exit runs
 /// the destructors of statics first, and only then what is marked so below. dlclose has it the other way round.

@@ -12,10 +12,12 @@
 #include "codrelay/export.h"
 #include "codrelay/utils/noncopyable.h"
 
+#ifdef CODRELAY_BOOST_VERSION
 static_assert(BOOST_VERSION / 100 == CODRELAY_BOOST_VERSION,
               "Codrelay was built with Boost " CODRELAY_BOOST_NAME
               ", and frames hold a container of Boost's, which other versions lay out in another way: "
               "compile with that Boost, or build Codrelay with yours");
+#endif
 
 /// An uncompressed picture: one contiguous block of pixels, planes back to back, rows without padding. For 4:2:0 the
 /// planes are Y, U, V, the chroma planes (width + 1) / 2 by (height + 1) / 2.

@@ -85,7 +85,8 @@ private:
 };
 
 /// A std::ostream over a buffer that it does not own, in the classic locale, whatever the global one is: numbers stay
-/// as they are. An exception of the buffer's passes on to whoever inserts. On destruction it makes the buffer sync, so
+/// as they are. An exception of the buffer's passes on to whoever inserts, and a null `const char*` or a buffer that
+/// takes less than it is given is one too, std::ios_base::failure. On destruction it makes the buffer sync, so
 /// that no byte is left pending; what the buffer throws then is lost, so whoever wants to know flushes before.
 /// REQUIRES: the buffer is not null and outlives the stream.
 class UVQLOG_API LogStream : public std::ostream {

@@ -1,14 +1,11 @@
 #pragma once
 
 /// @file
-/// What the library was built with, where a host has to be compiled with the same. Written when the build is configured.
+/// Refuses a host that is compiled in another way than the library, where objects would not fit together. The record of
+/// the library's build is there wherever it is installed; without it nothing is looked at.
 
-/// The version of Boost: major * 1000 + minor.
-#define CODRELAY_BOOST_VERSION @boost_number@
-/// The same as text.
-#define CODRELAY_BOOST_NAME "@boost_version@"
-/// 1 if the standard containers are those of _GLIBCXX_DEBUG, else 0.
-#define CODRELAY_DEBUG_CONTAINERS @debug_containers@
+#if __has_include("codrelay/build_record.h")
+#include "codrelay/build_record.h"
 
 #ifdef _GLIBCXX_DEBUG
 static_assert(CODRELAY_DEBUG_CONTAINERS == 1,
@@ -18,4 +15,5 @@ static_assert(CODRELAY_DEBUG_CONTAINERS == 1,
 static_assert(CODRELAY_DEBUG_CONTAINERS == 0,
               "Codrelay was built with _GLIBCXX_DEBUG, which lays std::set and std::vector out in another way: "
               "compile with _GLIBCXX_DEBUG, or build Codrelay without it");
+#endif
 #endif
