@@ -1,7 +1,10 @@
 #pragma once
 
-// Hidden in any build: what a version script lets out would be one for all libraries, and dlclose would never unload it.
-namespace uvqlog __attribute__((visibility("hidden"))) {
+// Hidden in any build: what a version script lets out would be one for all libraries, and dlclose would never unload
+// it.
+#pragma GCC visibility push(hidden)
+
+namespace uvqlog {
 
 /// Whether this shared library, the one that includes this, is being unloaded. False while the process ends: exit runs
 /// the destructors of statics first, and only then what is marked so below. dlclose has it the other way round.
@@ -28,3 +31,5 @@ T* UntilUnload(T* object) {
 }
 
 }  // namespace uvqlog
+
+#pragma GCC visibility pop

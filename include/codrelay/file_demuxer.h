@@ -14,8 +14,8 @@ public:
 
     /// The packet just read. Runs on the thread that called `ReadNextFrame`. The record is good for the call; the bytes
     /// of a file demuxer stay good until the next `ReadNextFrame` or `Close` of that demuxer, or its end. Must not call
-    /// the demuxer back. The result is ignored. What it throws passes to the caller of `ReadNextFrame`; the packet counts
-    /// as read, and the next call goes on behind it.
+    /// the demuxer back. The result is ignored. What it throws passes to the caller of `ReadNextFrame`; the packet
+    /// counts as read, and the next call goes on behind it.
     virtual int OnPacket(DEMUXER_PACKET* packet) = 0;
 };
 

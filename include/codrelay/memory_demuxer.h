@@ -10,8 +10,8 @@
 /// What a host implements to receive the streams and packets of a memory demuxer. Every operation runs on the
 /// demuxer's own reader thread; the results are ignored. None may call `Create`, `Destroy` or `Delete` of its demuxer,
 /// which wait for that very thread, nor `WriteData`, which may wait for it. None may throw; where
-/// one does all the same, the thread ends as after a failed step, with a line at Critical on the logger "ffmpeg". Nothing
-/// tells the end of the stream or a failure: after either, `WriteData` returns false.
+/// one does all the same, the thread ends as after a failed step, with a line at Critical on the logger "ffmpeg".
+/// Nothing tells the end of the stream or a failure: after either, `WriteData` returns false.
 class CODRELAY_API CDemuxerMemCallback {
 public:
     virtual ~CDemuxerMemCallback();
@@ -23,8 +23,8 @@ public:
     /// G.726 do. `format` is borrowed for the call; a sample format that the header does not tell is AUDIO_SAMPLE_S16,
     /// and a rate and a number of channels that it does not tell are 0, as in MPEG-TS and MP3.
     virtual int OnAudioStream(int streamIndex, int codecId, AUDIO_FORMAT* format) = 0;
-    /// The next packet of any stream, in the container's order and as the container holds it: H.264 out of Matroska keeps
-    /// its length prefixes. Times are ticks of the stream's own time base, which the host is not told.
+    /// The next packet of any stream, in the container's order and as the container holds it: H.264 out of Matroska
+    /// keeps its length prefixes. Times are ticks of the stream's own time base, which the host is not told.
     virtual int OnPacket(DEMUXER_PACKET* packet) = 0;
 };
 

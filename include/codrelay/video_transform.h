@@ -15,8 +15,8 @@
 class CODRELAY_API CVideoTransformBase : utils::Noncopyable {
 public:
     /// A part of the input picture in percent of its size. Edges in pixels are rounded down. Colours of 4:2:0 are right
-    /// where x, y and the size of the input picture are even, and, where the part is not scaled, its own size too; those
-    /// of YUYV422 where x is: the crop takes them by whole divisions.
+    /// where x, y and the size of the input picture are even, and, where the part is not scaled, its own size too;
+    /// those of YUYV422 where x is: the crop takes them by whole divisions.
     struct ZOOM_RECT {
         /// Left edge, in percent of the width.
         int left;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <random>
 
 #include "codrelay/codrelay.h"
@@ -358,28 +359,56 @@ TEST_F(MuxerMem, LeavesTheBytesOfATrailerAlone) {
               std::vector<unsigned char>(2000, 0x55));
 }
 
-TEST_F(MuxerMem, CompletesTheHeaderOfAacThatComesWithTheTrailer) {
-    g_MuxScript.passOn = true;
+MUXER_PARAM H264AndAac() {
     MUXER_PARAM param = H264And(AV_CODEC_ID_AAC);
     param.sampleRate = 48000;
     param.channels = 2;
-    CMuxerMem& muxer = Ready(param);
-    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 100, 1, 0), 1);
+    return param;
+}
+
+std::vector<unsigned char> AdtsFrame() {
     std::vector<unsigned char> frame{0xFF, 0xF1, 0x4C, 0x80, 0x02, 0x1F, 0xFC};  // 48000 Hz, stereo, 16 bytes
     frame.resize(16, 0x21);
+    return frame;
+}
+
+// What FLV makes of it at 20 ms: the tag of the header, and the tag of the packet without ADTS.
+std::vector<unsigned char> TagsOfAdtsFrame() {
+    std::vector<unsigned char> tags{8, 0, 0, 4, 0, 0, 20, 0, 0, 0, 0, 0xAF, 0, 0x11, 0x90, 0, 0, 0, 15};
+    tags.insert(tags.end(), {8, 0, 0, 11, 0, 0, 20, 0, 0, 0, 0, 0xAF, 1});
+    tags.insert(tags.end(), 9, 0x21);
+    tags.insert(tags.end(), {0, 0, 0, 22});
+    return tags;
+}
+
+TEST_F(MuxerMem, CompletesTheHeaderOfAacThatComesWithTheTrailer) {
+    g_MuxScript.passOn = true;
+    CMuxerMem& muxer = Ready(H264AndAac());
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 100, 1, 0), 1);
+    std::vector<unsigned char> frame = AdtsFrame();
     ASSERT_EQ(muxer.WriteSound(frame.data(), 16, 20), 1);
     TakePiece();
     ASSERT_EQ(muxer.BeginWriteBuf(), 1);
     ASSERT_EQ(muxer.WriteTrailer(), 1);
-    // The tag of the header, the tag of the packet without ADTS, and the end of the pictures' sequence (20 bytes).
-    std::vector<unsigned char> expected{8, 0, 0, 4, 0, 0, 20, 0, 0, 0, 0, 0xAF, 0, 0x11, 0x90, 0, 0, 0, 15};
-    expected.insert(expected.end(), {8, 0, 0, 11, 0, 0, 20, 0, 0, 0, 0, 0xAF, 1});
-    expected.insert(expected.end(), 9, 0x21);
-    expected.insert(expected.end(), {0, 0, 0, 22});
     std::vector<unsigned char> piece = TakePiece();
-    ASSERT_EQ(piece.size(), expected.size() + 20);
-    piece.resize(expected.size());
-    EXPECT_EQ(piece, expected);
+    ASSERT_EQ(piece.size(), TagsOfAdtsFrame().size() + 20) << "and the end of the pictures' sequence";
+    piece.resize(TagsOfAdtsFrame().size());
+    EXPECT_EQ(piece, TagsOfAdtsFrame());
+}
+
+TEST_F(MuxerMem, CompletesTheHeaderOfAacBehindAPictureThatCannotLeave) {
+    g_MuxScript.passOn = true;
+    CMuxerMem& muxer = Ready(H264AndAac());
+    m_Bytes.resize(1 << 24, 0x55);
+    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 1 << 24, 1, 0), 1);
+    std::vector<unsigned char> frame = AdtsFrame();
+    ASSERT_EQ(muxer.WriteSound(frame.data(), 16, 20), 1);
+    TakePiece();
+    ASSERT_EQ(muxer.BeginWriteBuf(), 1);
+    EXPECT_EQ(muxer.WriteTrailer(), 0);
+    std::vector<unsigned char> piece = TakePiece();
+    const std::vector<unsigned char> tags = TagsOfAdtsFrame();
+    EXPECT_NE(std::search(piece.begin(), piece.end(), tags.begin(), tags.end()), piece.end());
 }
 
 // A picture that FLV cannot hold is taken by the interleaver and refused when it leaves.

@@ -226,6 +226,30 @@ TEST_F(RotatingFileTest, ALineThatNeedsNoMemoryGoesToStderrWhileTheFileCannotBeT
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("] short\n"));
 }
 
+// Where memory runs out, opening a file may fail as if it were not there.
+TEST_F(RotatingFileTest, IsTakenUpAgainAfterItCouldNotBeOpenedAnew) {
+    LogToRotatingFile(Path("log.txt"), kPlenty, 2);
+    const std::string longText(1000, 'x');
+    fs::rename(Path("log.txt"), Path("away.txt"));
+    fs::create_directory(Path("log.txt"));
+    CaptureStderr();
+    EXPECT_TRUE(WriteWithRefusals(1, 1, longText + "1"));
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("x1\n"));
+    fs::remove(Path("log.txt"));
+    Write("2");
+    EXPECT_THAT(LinesOf(Path("log.txt")), ElementsAre(EndsWith(" 2")));
+}
+
+TEST_F(RotatingFileTest, IsTakenUpWhereItWasWhenTheProcessHasChangedItsFolder) {
+    const fs::path before = fs::current_path();
+    fs::current_path(m_Folder);
+    LogToRotatingFile("log.txt", kPlenty, 2);
+    fs::current_path(before);
+    EXPECT_TRUE(WriteWithRefusals(1, 1, std::string(1000, 'x')));
+    EXPECT_THAT(LinesOf(Path("log.txt")), ElementsAre(EndsWith("x")));
+    EXPECT_FALSE(fs::exists("log.txt"));
+}
+
 TEST_F(RotatingFileTest, NamesAndLinesAreTheSameInAnyLocaleOfTheHost) {
     const HostLocale host;
     LogToRotatingFile(Path("log.txt"), 1, 12);
