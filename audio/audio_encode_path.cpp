@@ -84,7 +84,7 @@ int CAudioEncoder::FillFrame(const unsigned char* in, unsigned int inLen) {
     return avcodec_fill_audio_frame(m_pFrame, m_pCodecContext->channels, m_pCodecContext->sample_fmt, samples, size, 1);
 }
 
-// FFmpeg refuses some samples by itself, only later and with good ones behind them, and never returns from others.
+// FFmpeg refuses infinite samples only with a later call, whose own are good, and never returns from other large ones.
 bool CAudioEncoder::IsEncodable(unsigned int frameBytes) const {
     return m_nCodecId != AV_CODEC_ID_AAC || AreWithinAacRange(m_pFrame->extended_data[0], frameBytes);
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <type_traits>
 
 #include "codrelay/utils/threads.h"
 #include "container/ffmpeg_av_packet.h"
@@ -178,26 +179,32 @@ public:
 
 private:
     void Demux();
-    // Both fail by the exceptions of callbacks alone, and where memory runs out.
-    bool TellStreams(FfmpegDemuxer* demuxer);
-    bool PassPackets(FfmpegDemuxer* demuxer);
+    void TellStreams(FfmpegDemuxer* demuxer);
+    void PassPackets(FfmpegDemuxer* demuxer);
 
     std::string m_FormatName;
     SRSWBuffer* m_pBuffer;
     CDemuxerMemCallback* m_pCallback;
 };
 
-/// For the guard of a thread that reads from a buffer.
+/// Closes a buffer on every way out, so that the host's WriteData never hangs on a thread that has gone.
 struct BufferCloser {
-    void operator()(SRSWBuffer* buffer) const { buffer->Close(); }
+    SRSWBuffer* buffer;
+    ~BufferCloser() { buffer->Close(); }
 };
 
 // A step that an exception leaves has failed, whether memory has run out or a callback of the host's throws: nobody
-// above could catch it. Only what ends the thread itself, pthread_exit in a callback, must go on.
+// above could catch it. Only what ends the thread itself, pthread_exit in a callback, must go on. A step without a
+// result fails in no other way.
 template <typename Step>
 bool Succeeds(const Step& step) {
     try {
-        return step();
+        if constexpr (std::is_void_v<decltype(step())>) {
+            step();
+            return true;
+        } else {
+            return step();
+        }
     } catch (const abi::__forced_unwind&) {
         throw;
     } catch (...) {
@@ -207,12 +214,9 @@ bool Succeeds(const Step& step) {
 
 unsigned int DemuxerThreadProc::Run(void* self) {
     auto* proc = static_cast<DemuxerThreadProc*>(self);
-    // On every way out, so that the host's WriteData never hangs on a thread that has gone.
-    const std::unique_ptr<SRSWBuffer, BufferCloser> guard(proc->m_pBuffer);
-    Succeeds([proc] {
-        proc->Demux();  // throws where there is no memory for the line of its end
-        return true;
-    });
+    const BufferCloser closer{proc->m_pBuffer};
+    // Where it fails there is no memory for the line that would tell.
+    static_cast<void>(Succeeds([proc] { proc->Demux(); }));
     return 0;
 }
 
@@ -230,18 +234,18 @@ void DemuxerThreadProc::Demux() {
         FFMPEG_LOG(Error) << "DemuxerThreadProc: empty container!";
         return;
     }
-    if (!Succeeds([&] { return TellStreams(&demuxer); })) {
+    if (!Succeeds([&] { TellStreams(&demuxer); })) {
         FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to tell streams!";
         return;
     }
-    if (!Succeeds([&] { return PassPackets(&demuxer); })) {
+    if (!Succeeds([&] { PassPackets(&demuxer); })) {
         FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to pass packet!";
     }
     // The normal end of a stream and a deliberate Destroy come here too.
     FFMPEG_LOG(Critical) << "DemuxerThreadProc: FAILED to read next frame!";
 }
 
-bool DemuxerThreadProc::TellStreams(FfmpegDemuxer* demuxer) {
+void DemuxerThreadProc::TellStreams(FfmpegDemuxer* demuxer) {
     for (int index = 0; index < demuxer->GetStreamCount(); ++index) {
         int codecId = 0;
         if (demuxer->GetVideoStreamInfo(index, &codecId)) {
@@ -253,14 +257,13 @@ bool DemuxerThreadProc::TellStreams(FfmpegDemuxer* demuxer) {
             m_pCallback->OnAudioStream(index, codecId, &format);
         }
     }
-    return true;
 }
 
-bool DemuxerThreadProc::PassPackets(FfmpegDemuxer* demuxer) {
+void DemuxerThreadProc::PassPackets(FfmpegDemuxer* demuxer) {
     for (;;) {
         FfmpegAvPacket packet;
         if (!demuxer->ReadNextFrame(&packet)) {
-            return true;
+            return;
         }
         DEMUXER_PACKET described{};
         packet.GetDemuxerPacket(&described);
