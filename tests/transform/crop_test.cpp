@@ -270,6 +270,21 @@ TEST_F(ScaledPart, LyingBarsStayLevel) {
     }
 }
 
+TEST_F(ScaledPart, OfAFewPixelsHasTheColoursThatItsCropHas) {
+    const Dimensions size{16, 12};
+    const std::vector<uint8_t> source = Noise(TightSize(CSP_YUV420P, size), 8);
+    for (int w = 1; w <= 5; ++w) {
+        for (int h = 1; h <= 5; ++h) {
+            const Rect part{4, 2, w, h};
+            const std::vector<uint8_t> picture =
+                WithWholeChroma(CSP_YUV420P, {w, h}, CropSlowly(CSP_YUV420P, size, part, source));
+            EXPECT_EQ(Run(*NewTransform(CSP_YUV420P, size, part, CSP_RGB24, {16, 16}), source),
+                      ScaleLikeFfmpeg(CSP_YUV420P, {w, h}, picture.data(), CSP_RGB24, {16, 16}))
+                << w << "x" << h;
+        }
+    }
+}
+
 TEST_F(ScaledPart, HasTheColoursOfTheSamePartTakenByPointers) {
     const std::vector<uint8_t> film = SmoothFilm();
     for (int parity = 0; parity < 16; ++parity) {
