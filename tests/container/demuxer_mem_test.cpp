@@ -242,6 +242,13 @@ TEST_F(DemuxerMem, EndsOnAFormatThatThereIsNot) {
     EXPECT_THAT(end.atDelete, IsEmpty());
 }
 
+TEST_F(DemuxerMem, TakesAMissingNameForOneThatThereIsNot) {
+    const EndedByItself end = RunToItsEnd(nullptr, std::vector<unsigned char>(100));
+    EXPECT_THAT(end.lines,
+                ElementsAre(Ffmpeg(Severity::Error, "FfmpegDemuxer::Create: FindInFormat() FAILED!"),
+                            Ffmpeg(Severity::Critical, "DemuxerThreadProc: FAILED to create ffmpeg demuxer!")));
+}
+
 TEST_F(DemuxerMem, EndsOnAHeaderThatIsNone) {
     const EndedByItself end = RunToItsEnd("ASF format", std::vector<unsigned char>(kCapacity, 0x11));
     EXPECT_THAT(end.lines,
