@@ -34,7 +34,8 @@ void CheckNames(const char* (*lookUp)(int), const std::string& function, const N
     for (int id = -3; id <= 600; ++id) {
         check(id);
     }
-    for (const int id : {INT_MIN, 32000, INT_MAX}) {
+    // The low bytes of some are those of a known id.
+    for (const int id : {INT_MIN, INT_MIN + 1, -65535, 32000, 65537, 16777217, INT_MAX}) {
         check(id);
     }
 }
