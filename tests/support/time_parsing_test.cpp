@@ -151,7 +151,7 @@ TEST(ParseIso8601Time, WantsNoZAndChecksNoRange) {
 
 TEST(ParseIso8601Time, LeavesTheOutputAloneOnFailure) {
     for (const char* const text : {"", "2020-01-02", "2020-01-02T03:04", "2020-01-02T03:04:", "2020/01/02T03:04:05Z",
-                                   "2020-01-02 03:04:05", "x"}) {
+                                   "2020-01-02 03:04:05", "12020-01-02T03:04:05Z", "x"}) {
         tm out = Marked();
         EXPECT_FALSE(utils::ParseIso8601Time(text, &out)) << text;
         EXPECT_TRUE(Untouched(out)) << text;
@@ -315,7 +315,7 @@ TEST(ParseTimePeriod, SaysFailureAlsoWhereTheFlagWasClear) {
     EXPECT_TRUE(failed);
 }
 
-/// A locale for which the bytes above 127 and the '#' are letters.
+/// A locale for which the bytes above 127 and the '#' are letters, and the 'd' is none.
 class OddLetters : public std::ctype<char> {
 public:
     OddLetters() : std::ctype<char>(Table()) {}
@@ -328,6 +328,7 @@ private:
             table[byte] = alpha;
         }
         table[static_cast<unsigned char>('#')] = alpha;
+        table[static_cast<unsigned char>('d')] = lower;
         return table;
     }
 };
@@ -337,10 +338,12 @@ TEST(ParseTimePeriod, TakesLettersFromTheGlobalLocaleButNoneAbove127) {
     // A byte above 127 belongs to the number and spoils it; a '#' starts the unit and spoils that.
     const optional<long long> high = Period("15\xB5m");
     const optional<long long> odd = Period("15#");
+    const optional<long long> noLetter = Period("15d");
     const optional<long long> good = Period("15m");
     std::locale::global(former);
     EXPECT_EQ(high, none);
     EXPECT_EQ(odd, none);
+    EXPECT_EQ(noLetter, none);
     EXPECT_EQ(good, 900000);
 }
 

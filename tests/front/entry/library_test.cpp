@@ -49,7 +49,9 @@ TEST(Library, CreateBeginsTheListing) {
 
 TEST(Library, DestroyDoesNothing) {
     LogCapture log;
+    const int level = av_log_get_level();
     Codrelay_Destroy();
+    EXPECT_EQ(av_log_get_level(), level);
     EXPECT_THAT(log.Take(), IsEmpty());
     EXPECT_FALSE(Codrelay_GetSupportedVideoEncoders().empty());
 }
