@@ -82,15 +82,17 @@ std::vector<uint8_t> WithWholeChroma(unsigned int colorSpace, Dimensions size, c
     if (!IsPlanar(colorSpace)) {
         return cropped;
     }
-    const int luma = size.width * size.height;
-    std::vector<uint8_t> whole(cropped.begin(), cropped.begin() + luma);
-    const Dimensions had{size.width / 2, size.height / 2};
-    for (const int plane : {luma, luma + (luma >> 2)}) {
-        for (int row = 0; row < (size.height + 1) / 2; ++row) {
-            for (int column = 0; column < (size.width + 1) / 2; ++column) {
-                const int sample = std::min(row, had.height - 1) * had.width + std::min(column, had.width - 1);
-                const bool none = had.width == 0 || had.height == 0;
-                whole.push_back(none ? 0 : cropped.at(static_cast<std::size_t>(plane + sample)));
+    const auto wide = [](int number) { return static_cast<std::size_t>(number); };
+    const std::size_t luma = wide(size.width) * wide(size.height);
+    std::vector<uint8_t> whole(cropped.begin(), cropped.begin() + static_cast<std::ptrdiff_t>(luma));
+    const std::size_t columns = wide(size.width / 2);
+    const std::size_t rows = wide(size.height / 2);
+    const bool none = columns == 0 || rows == 0;
+    for (const std::size_t plane : {luma, luma + (luma >> 2)}) {
+        for (std::size_t row = 0; row < wide((size.height + 1) / 2); ++row) {
+            for (std::size_t column = 0; column < wide((size.width + 1) / 2); ++column) {
+                const std::size_t last = none ? 0 : std::min(row, rows - 1) * columns + std::min(column, columns - 1);
+                whole.push_back(none ? 0 : cropped.at(plane + last));
             }
         }
     }
