@@ -158,4 +158,36 @@ TEST_P(ChangeResolution, HoldsTheLibraryLockFromTheCloseToTheOpen) {
     EXPECT_EQ(lockedCalls, 2);
 }
 
+TEST(ChangeOfOneSide, IsAChange) {
+    av_log_set_level(AV_LOG_QUIET);
+    const LogCapture log;
+    EncoderUnderTest encoder(VIDEO_CODEC_MPEG4);
+    ASSERT_EQ(encoder.Create(176, 144), 1);
+    EXPECT_EQ(encoder.ChangeEncoderResolution(176, 160), 1);
+    EXPECT_EQ(encoder.m_pCodecContext->height, 160);
+    EXPECT_EQ(encoder.ChangeEncoderResolution(192, 160), 1);
+    EXPECT_EQ(encoder.m_pCodecContext->width, 192);
+}
+
+// An encoder that was open before must not be closed a second time.
+TEST(EncoderThatDoesNotOpen, IsNotClosedEither) {
+    av_log_set_level(AV_LOG_QUIET);
+    const LogCapture log;
+    FfmpegScript ffmpeg;
+    EncoderUnderTest encoder(VIDEO_CODEC_MPEG4);
+    ASSERT_EQ(encoder.Create(), 1);
+    encoder.DestroyEncoder();
+    int closes = 0;
+    ffmpeg.close = [&closes](AVCodecContext* context) {
+        ++closes;
+        return __real_avcodec_close(context);
+    };
+    ffmpeg.open = [](AVCodecContext* context, const AVCodec*, AVDictionary**) {
+        av_freep(&context->priv_data);  // as FFmpeg does before it fails
+        return -1;
+    };
+    EXPECT_EQ(encoder.Create(), 0);
+    EXPECT_EQ(closes, 0);
+}
+
 }  // namespace
