@@ -154,6 +154,17 @@ TEST_F(LogFrontTest, ALineWrittenWhileTheProcessEndsStillArrives) {
         ::testing::ExitedWithCode(0), "the last words");
 }
 
+TEST_F(LogFrontTest, BothLoggersWriteWarningsOutOfTheBox) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            CODRELAY_LOG(Warning) << "from the one";
+            FFMPEG_LOG(Warning) << "from the other";
+            std::_Exit(0);
+        },
+        ::testing::ExitedWithCode(0), "codrelay. .warning. from the one\n.*ffmpeg. .warning. from the other");
+}
+
 // ---- opening a line
 
 TEST_F(LogFrontTest, AnOpenLineHasItsLoggerAndAnEmptyRecordOfTheSeverity) {

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <spdlog/spdlog.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -49,6 +51,19 @@ TEST(DefaultOutputTest, KeepsARecordOnOneLineWhateverItHolds) {
 
 TEST(DefaultOutputTest, TakesTextThatLooksLikeAFormatAsItIs) {
     EXPECT_THAT(WrittenToStderr(Severity::Error, "{} %s {0"), HasSubstr("{} %s {0\n"));
+}
+
+TEST(DefaultOutputTest, TellsWhenTheRecordWasMadeAndNotWhenItIsWritten) {
+    using std::chrono::milliseconds;
+    Logger logger("default test", true);
+    const auto record = std::make_shared<uvqlog::LogRecord>(Severity::Error);
+    while (std::chrono::system_clock::now() < record->GetTime() + milliseconds(2)) {
+    }
+    CaptureStderr();
+    logger.Write(record);
+    const auto sinceEpoch = std::chrono::duration_cast<milliseconds>(record->GetTime().time_since_epoch()).count();
+    const std::string digits = std::to_string(1000 + sinceEpoch % 1000).substr(1);
+    EXPECT_THAT(GetCapturedStderr(), ContainsRegex("\\." + digits + "[+-]"));
 }
 
 TEST(DefaultOutputTest, WritesTheSameInAnyLocaleOfTheHost) {
