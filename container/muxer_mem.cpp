@@ -22,25 +22,10 @@ void MakeUnseekable(AVIOContext* io) {
     io->seek = RefuseToSeek;
 }
 
-// Lets all packets out that are held back, and answers as libavformat does at the first that it refuses. That one is
-// dropped, and those behind it wait for the next round.
-int Drain(AVFormatContext* context) {
-    constexpr int kMostRefusals = 10000;
-    int first = 0;
-    for (int refusals = 0; refusals < kMostRefusals; ++refusals) {
-        const int result = av_interleaved_write_frame(context, nullptr);
-        if (result == 0) {
-            break;
-        }
-        first = first != 0 ? first : result;
-    }
-    return first;
-}
-
 // The packets that are held back leave while the buffer can seek. What libavformat says of them is the trailer's result
 // too, as it is where the trailer lets them out.
 int DrainAndWriteTrailer(AVFormatContext* context) {
-    const int drained = Drain(context);
+    const int drained = av_interleaved_write_frame(context, nullptr);
     MakeUnseekable(context->pb);
     const int written = av_write_trailer(context);
     return drained != 0 ? drained : written;

@@ -9,9 +9,9 @@
 
 /// What a host implements to receive the streams and packets of a memory demuxer. Every operation runs on the
 /// demuxer's own reader thread; the results are ignored. None may call `Create`, `Destroy` or `Delete` of its demuxer,
-/// which wait for that very thread, nor `WriteData`, which may wait for it. None may throw; where one does all the same,
-/// the thread ends as after a failed step, with a line at Critical on the logger "ffmpeg".
-/// Nothing tells the end of the stream or a failure: after either, `WriteData` returns false.
+/// which wait for that very thread, nor `WriteData`, which may wait for it. None may throw; where one does all the
+/// same, the thread ends as after a failed step, with a line at Critical on the logger "ffmpeg". Nothing tells the end
+/// of the stream or a failure: after either, `WriteData` returns false.
 class CODRELAY_API CDemuxerMemCallback {
 public:
     virtual ~CDemuxerMemCallback();

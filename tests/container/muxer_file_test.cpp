@@ -388,12 +388,17 @@ TEST_F(MuxerFile, TellsTheSizeOnDisk) {
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(MuxerFile, FreesTheContextAndEachStream) {
-    AVFormatContext* context = avformat_alloc_context();
-    avformat_new_stream(context, nullptr);
-    avformat_new_stream(context, nullptr);
-    const std::size_t before = mallinfo2().uordblks;
-    muxing::AbandonContext(context);
-    EXPECT_GE(before - mallinfo2().uordblks, sizeof(AVFormatContext) + 2 * sizeof(AVStream));
+    const auto freed = [](int streams) {
+        AVFormatContext* context = avformat_alloc_context();
+        for (int i = 0; i < streams; ++i) {
+            avformat_new_stream(context, nullptr);
+        }
+        const std::size_t before = mallinfo2().uordblks;
+        muxing::AbandonContext(context);
+        return before - mallinfo2().uordblks;
+    };
+    freed(30);  // malloc counts the first few of a size that come back as in use
+    EXPECT_GE(freed(2), sizeof(AVFormatContext) + 2 * sizeof(AVStream));
 }
 
 // FFmpeg's insides of a muxer stay behind when it goes, as hosts have always known it: some kilobytes, no more.

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <algorithm>
 #include <random>
 
 #include "codrelay/codrelay.h"
@@ -394,21 +393,6 @@ TEST_F(MuxerMem, CompletesTheHeaderOfAacThatComesWithTheTrailer) {
     ASSERT_EQ(piece.size(), TagsOfAdtsFrame().size() + 20) << "and the end of the pictures' sequence";
     piece.resize(TagsOfAdtsFrame().size());
     EXPECT_EQ(piece, TagsOfAdtsFrame());
-}
-
-TEST_F(MuxerMem, CompletesTheHeaderOfAacBehindAPictureThatCannotLeave) {
-    g_MuxScript.passOn = true;
-    CMuxerMem& muxer = Ready(H264AndAac());
-    m_Bytes.resize(1 << 24, 0x55);
-    ASSERT_EQ(muxer.WriteFrame(m_Bytes.data(), 1 << 24, 1, 0), 1);
-    std::vector<unsigned char> frame = AdtsFrame();
-    ASSERT_EQ(muxer.WriteSound(frame.data(), 16, 20), 1);
-    TakePiece();
-    ASSERT_EQ(muxer.BeginWriteBuf(), 1);
-    EXPECT_EQ(muxer.WriteTrailer(), 0);
-    std::vector<unsigned char> piece = TakePiece();
-    const std::vector<unsigned char> tags = TagsOfAdtsFrame();
-    EXPECT_NE(std::search(piece.begin(), piece.end(), tags.begin(), tags.end()), piece.end());
 }
 
 // A picture that FLV cannot hold is taken by the interleaver and refused when it leaves.

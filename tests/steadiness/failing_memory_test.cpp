@@ -310,6 +310,9 @@ TEST(FailingMemoryInAudioEncoder, LosesNoPacketOfFfmpegs) {
         return encoder->Encode(samples, sizeof(samples), nullptr, 5, consumed, written, pts) == 1;
     };
     ASSERT_TRUE(encode());
+    failing_memory::Arm(1, Memory::Objects, Failure::Once);
+    Succeeds(encode);  // what the first exception of a process makes for all that follow is made
+    failing_memory::Disarm();
     long nth = 1;
     for (bool failed = true; failed; ++nth) {
         const Kept before;
