@@ -158,6 +158,17 @@ TEST_F(DemuxerMem, TellsTheStreamsBeforeThePackets) {
     EXPECT_FALSE(collector.Threads().count(std::this_thread::get_id()));
 }
 
+TEST_F(DemuxerMem, ReadsWavByItsId) {
+    std::vector<unsigned char> bytes = ReadFile(Clip("mux_mulaw.wav"));
+    Collector collector;
+    CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_WAV, &collector);
+    ASSERT_NE(demuxer, nullptr);
+    EXPECT_TRUE(demuxer->WriteData(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    collector.AwaitCallbacks(2);
+    demuxer->Delete();
+    EXPECT_THAT(collector.Streams(), ElementsAre("audio 0 codec 100 8000/1/2"));
+}
+
 TEST_F(DemuxerMem, TellsEachStreamByItsOwnIndex) {
     std::vector<unsigned char> bytes = ReadFile(Clip("demux_sound_first.asf"));
     Collector collector;
