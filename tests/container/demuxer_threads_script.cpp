@@ -81,13 +81,13 @@ extern "C" AVIOContext* __wrap_avio_alloc_context(unsigned char* buffer, int siz
 }
 
 extern "C" void* __real__Znwm(std::size_t size);
-extern "C" void* __wrap__Znwm(std::size_t size) {
+SCRIPTED void* __wrap__Znwm(std::size_t size) {
     FailIfTold();
     return __real__Znwm(size);
 }
 
 extern "C" void* __real__Znam(std::size_t size);
-extern "C" void* __wrap__Znam(std::size_t size) {
+SCRIPTED void* __wrap__Znam(std::size_t size) {
     FailIfTold();
     return __real__Znam(size);
 }
