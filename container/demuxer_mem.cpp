@@ -1,10 +1,9 @@
 #include "container/demuxer_mem.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -205,9 +204,10 @@ bool Succeeds(const Step& step) {
         } else {
             return step();
         }
-    } catch (const abi::__forced_unwind&) {
-        throw;
     } catch (...) {
+        if (std::current_exception() == nullptr) {
+            throw;  // no exception of C++, but the end of the thread
+        }
         return false;
     }
 }
