@@ -101,12 +101,12 @@ bool CAudioDecoder::OpenDecoder(AVCodecID codecId, int channels, int sampleRate,
     }
     FFMPEG_LOG(Info) << "CAudioDecoder::CreateDecoder: codecName = " << m_sName
                      << ", sampleRate = " << m_pCodecContext->sample_rate
-                     << ", channels = " << m_pCodecContext->channels << ", sampleFmt = " << sampleFormat;
+                     << ", channels = " << ChannelsOf(m_pCodecContext) << ", sampleFmt = " << sampleFormat;
     return true;
 }
 
-AVCodec* CAudioDecoder::FindDecoder(AVCodecID codecId) const {
-    AVCodec* codec = GetMainFfmpegCodecLib()->FindCodec(codecId, m_sName.c_str(), 0);
+FfmpegCodec* CAudioDecoder::FindDecoder(AVCodecID codecId) const {
+    FfmpegCodec* codec = GetMainFfmpegCodecLib()->FindCodec(codecId, m_sName.c_str(), 0);
     if (codec == nullptr) {
         FFMPEG_LOG(Critical) << "CAudioDecoder::CreateDecoder: codec not found: " << m_sName
                              << " (id: " << static_cast<int>(codecId) << ")";
@@ -120,8 +120,7 @@ bool CAudioDecoder::AllocateContext(const AVCodec* codec, int channels, int samp
         FFMPEG_LOG(Critical) << "CAudioDecoder::CreateDecoder: could not allocate audio codec context";
         return false;
     }
-    m_pCodecContext->channels = channels;
-    m_pCodecContext->channel_layout = static_cast<uint64_t>(av_get_default_channel_layout(channels));
+    SetDefaultLayout(m_pCodecContext, channels);
     m_pCodecContext->sample_rate = sampleRate;
     return true;
 }

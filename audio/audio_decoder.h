@@ -34,7 +34,7 @@ private:
     // The steps of CreateDecoder. Each that fails has written its line.
     bool AllocatePacket();
     bool OpenDecoder(AVCodecID codecId, int channels, int sampleRate, int& sampleFormat);
-    AVCodec* FindDecoder(AVCodecID codecId) const;
+    FfmpegCodec* FindDecoder(AVCodecID codecId) const;
     bool AllocateContext(const AVCodec* codec, int channels, int sampleRate);
     bool ConfigureCodec(AVCodecID codecId, int channels);
     bool ConfigureAac(int channels);

@@ -56,13 +56,13 @@ unsigned int CAudioEncoder::FrameSamples(unsigned int inLen) const {
         return static_cast<unsigned int>(m_pCodecContext->frame_size);
     }
     const auto groupBits = static_cast<unsigned int>(av_get_bits_per_sample(m_nCodecId)) *
-                           static_cast<unsigned int>(m_pCodecContext->channels);
+                           static_cast<unsigned int>(ChannelsOf(m_pCodecContext));
     return groupBits != 0 ? inLen * 8 / groupBits : 0;
 }
 
 unsigned int CAudioEncoder::FrameBytes(unsigned int frameSamples) const {
     return static_cast<unsigned int>(av_get_bytes_per_sample(m_pCodecContext->sample_fmt)) * frameSamples *
-           static_cast<unsigned int>(m_pCodecContext->channels);
+           static_cast<unsigned int>(ChannelsOf(m_pCodecContext));
 }
 
 // The difference in the line is taken from `pts`, which is zero by now; readers of the log know it so.
@@ -81,7 +81,8 @@ int CAudioEncoder::FillFrame(const unsigned char* in, unsigned int inLen) {
         return AVERROR(EINVAL);
     }
     const unsigned char* samples = m_Staging.IsNeeded() ? m_Staging.Separate(in) : in;
-    return avcodec_fill_audio_frame(m_pFrame, m_pCodecContext->channels, m_pCodecContext->sample_fmt, samples, size, 1);
+    return avcodec_fill_audio_frame(m_pFrame, ChannelsOf(m_pCodecContext), m_pCodecContext->sample_fmt, samples, size,
+                                    1);
 }
 
 // FFmpeg refuses infinite samples only with a later call, whose own are good, and never returns from other large ones.

@@ -16,7 +16,7 @@ constexpr int64_t kLeastAacBitRate = 5;  // of a channel
 
 // FFmpeg's AAC encoder refuses a rate that leaves it no bandwidth, but crashes where it cleans up after that.
 bool LeavesBandwidth(const AVCodecContext& context) {
-    const int channels = av_get_channel_layout_nb_channels(context.channel_layout);
+    const int channels = ChannelsOfLayout(&context);
     return context.codec_id != AV_CODEC_ID_AAC || context.bit_rate / channels >= kLeastAacBitRate;
 }
 
@@ -96,7 +96,7 @@ bool CAudioEncoder::CreateEncoder(const AUDIO_FORMAT* format, unsigned int bitra
 
 int CAudioEncoder::OpenEncoder(AVCodecID id, const AUDIO_FORMAT* format) {
     m_nOpened = 0;
-    const AVCodec* codec = GetMainFfmpegCodecLib()->FindCodec(id, m_sName.c_str(), 1);
+    FfmpegCodec* codec = GetMainFfmpegCodecLib()->FindCodec(id, m_sName.c_str(), 1);
     if (codec == nullptr) {
         FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: find codec " << static_cast<int>(id) << ", " << m_sName
                              << "error!";
@@ -107,8 +107,8 @@ int CAudioEncoder::OpenEncoder(AVCodecID id, const AUDIO_FORMAT* format) {
         FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: alloc context error!";
         return 0;
     }
-    FillContext(codec, id, format);
-    if (!LeavesBandwidth(*m_pCodecContext) || avcodec_open2(m_pCodecContext, codec, nullptr) < 0) {
+    if (!FillContext(codec, id, format) || !LeavesBandwidth(*m_pCodecContext) ||
+        OpenSoundEncoder(m_pCodecContext, codec) < 0) {
         FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: avcodec open error. sampleRate = " << format->sampleRate
                              << ", channels = " << format->channels << ", sampleFormat = " << format->sampleFormat;
         return 0;
@@ -119,21 +119,22 @@ int CAudioEncoder::OpenEncoder(AVCodecID id, const AUDIO_FORMAT* format) {
         FFMPEG_LOG(Critical) << "CAudioEncoder::OpenEncoder: alloc frame error!";
         return 0;
     }
+    DescribeSound(m_pFrame, m_pCodecContext);
     m_Staging.Open(m_pCodecContext);
     m_nResyncThreshold = format->sampleRate;
     return 1;
 }
 
-void CAudioEncoder::FillContext(const AVCodec* codec, AVCodecID id, const AUDIO_FORMAT* format) {
+bool CAudioEncoder::FillContext(const AVCodec* codec, AVCodecID id, const AUDIO_FORMAT* format) {
     m_pCodecContext->codec_id = id;
     m_pCodecContext->codec_type = AVMEDIA_TYPE_AUDIO;
     m_pCodecContext->bit_rate = m_nBitRate;
     m_pCodecContext->sample_rate = format->sampleRate;
-    m_pCodecContext->channels = format->channels;
     m_pCodecContext->sample_fmt = FormatForEncoder(codec, AudioFormatToAv(format->sampleFormat));
-    // Stereo for every other number too: FFmpeg is the judge of those.
-    m_pCodecContext->channel_layout = format->channels == 1 ? AV_CH_LAYOUT_MONO : AV_CH_LAYOUT_STEREO;
     m_pCodecContext->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
+    // Stereo for every other number too, which does not fit.
+    return SetLayout(m_pCodecContext, format->channels,
+                     format->channels == 1 ? AV_CH_LAYOUT_MONO : AV_CH_LAYOUT_STEREO);
 }
 
 void CAudioEncoder::DestroyEncoder() {

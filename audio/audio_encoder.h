@@ -33,7 +33,7 @@ public:
 private:
     // The steps of CreateEncoder. Each that fails has written its line.
     int OpenEncoder(AVCodecID id, const AUDIO_FORMAT* format);
-    void FillContext(const AVCodec* codec, AVCodecID id, const AUDIO_FORMAT* format);
+    bool FillContext(const AVCodec* codec, AVCodecID id, const AUDIO_FORMAT* format);
 
     // The steps of Encode.
     unsigned int FrameSamples(unsigned int inLen) const;

@@ -36,10 +36,10 @@ AVSampleFormat FormatForEncoder(const AVCodec* codec, AVSampleFormat packed) {
 
 void PlanarStaging::Open(const AVCodecContext* context) {
     Close();
-    if (av_sample_fmt_is_planar(context->sample_fmt) == 0 || context->channels < 2) {
+    if (av_sample_fmt_is_planar(context->sample_fmt) == 0 || ChannelsOf(context) < 2) {
         return;
     }
-    m_nChannels = static_cast<std::size_t>(context->channels);
+    m_nChannels = static_cast<std::size_t>(ChannelsOf(context));
     m_nSampleBytes = static_cast<std::size_t>(av_get_bytes_per_sample(context->sample_fmt));
     m_Buffer.resize(static_cast<std::size_t>(context->frame_size) * m_nChannels * m_nSampleBytes);
 }

@@ -19,7 +19,7 @@ namespace {
 // The index of the first H.264 stream, or -1.
 int FindH264Stream(const AVFormatContext* context) {
     for (int index = 0; index < StreamCount(context); ++index) {
-        const AVCodecContext* codec = StreamCodec(context, index);
+        const StreamParameters* codec = StreamCodec(context, index);
         if (codec->codec_type == AVMEDIA_TYPE_VIDEO && codec->codec_id == AV_CODEC_ID_H264) {
             return index;
         }
@@ -64,7 +64,7 @@ bool FfmepgFileDemuxer::Open(const char* path) {
 
 bool FfmepgFileDemuxer::OpenStreams(const char* path) {
     m_pPrivate->m_FileName = TextOrNothing(path);
-    if (avformat_open_input(&m_pPrivate->m_pFormatContext, m_pPrivate->m_FileName.c_str(), nullptr, nullptr) < 0) {
+    if (OpenInput(&m_pPrivate->m_pFormatContext, m_pPrivate->m_FileName.c_str(), nullptr) < 0) {
         FFMPEG_LOG(Error) << "FfmepgFileDemuxer avformat_open_input error";
         return false;
     }

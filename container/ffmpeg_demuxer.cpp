@@ -54,7 +54,7 @@ bool FfmpegDemuxer::Open(int (*readProc)(void*, unsigned char*, int), void* opaq
     }
     m_pFormatContext->flags |= AVFMT_FLAG_CUSTOM_IO;
     m_pFormatContext->pb = m_pIoContext;
-    if (avformat_open_input(&m_pFormatContext, "", m_pInputFormat, nullptr) < 0) {
+    if (OpenInput(&m_pFormatContext, "", m_pInputFormat) < 0) {
         FFMPEG_LOG(Critical) << "FfmpegDemuxer::Open: avformat_open_input() FAILED!";
         return false;
     }
@@ -111,7 +111,7 @@ bool FfmpegDemuxer::GetAudioStreamInfo(int index, int* codecId, AUDIO_FORMAT* fo
     if (!AudioStreamInfo(m_pFormatContext, index, codecId, format)) {
         return false;
     }
-    if (StreamCodec(m_pFormatContext, index)->sample_fmt == AV_SAMPLE_FMT_NONE) {
+    if (SampleFormatOf(StreamCodec(m_pFormatContext, index)) == AV_SAMPLE_FMT_NONE) {
         format->sampleFormat = AUDIO_SAMPLE_S16;
     }
     return true;

@@ -44,7 +44,7 @@ private:
     bool AllocateIoContext(int (*readProc)(void*, unsigned char*, int), void* opaque);
     void FreeIoContext();
 
-    AVInputFormat* m_pInputFormat;
+    FfmpegInFormat* m_pInputFormat;
     AVIOContext* m_pIoContext;
     AVFormatContext* m_pFormatContext;
     std::unique_ptr<unsigned char[]> m_pIoBuffer;

@@ -2,6 +2,7 @@
 
 #include "container/muxing.h"
 #include "front/registry/ffmpeg_registry.h"
+#include "front/registry/format_names.h"
 #include "support/log_front.h"
 
 namespace {
@@ -42,12 +43,12 @@ int CMuxerFile::Create(const char* fileName, const char* formatName, MUXER_PARAM
         return 0;
     }
     m_FileName = TextOrNothing(fileName);
-    AVOutputFormat* format = GetMainFfmpegCodecLib()->FindOutFormat(formatName);
+    FfmpegOutFormat* format = GetMainFfmpegCodecLib()->FindOutFormat(formatName);
     if (format == nullptr) {
         FFMPEG_LOG(Error) << "CMuxerFile::Create: FindOutFormat(" << formatName << ") failed!";
         return 0;
     }
-    FFMPEG_LOG(Trace) << "CMuxerFile::Create: format " << format->long_name;
+    FFMPEG_LOG(Trace) << "CMuxerFile::Create: format " << LongNameOf(format);
     m_Param = *param;
     muxing::SetFormatCodecs(format, m_Param);
     if (!MakeContext(format) || !AddStreams()) {
@@ -66,7 +67,7 @@ int CMuxerFile::Refuse() {
     return 0;
 }
 
-bool CMuxerFile::MakeContext(AVOutputFormat* format) {
+bool CMuxerFile::MakeContext(FfmpegOutFormat* format) {
     m_bHeaderWritten = false;
     m_pFormatContext = nullptr;
     if (avformat_alloc_output_context2(&m_pFormatContext, format, nullptr, m_FileName.c_str()) < 0) {

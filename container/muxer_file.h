@@ -31,7 +31,7 @@ public:
 
 private:
     int Refuse();
-    bool MakeContext(AVOutputFormat* format);
+    bool MakeContext(FfmpegOutFormat* format);
     bool AddStreams();
     void SetAudioCutting();
     void LatchOrigin(long long pts);

@@ -2,6 +2,7 @@
 
 #include "container/muxing.h"
 #include "front/registry/ffmpeg_registry.h"
+#include "front/registry/format_names.h"
 #include "support/log_front.h"
 
 namespace {
@@ -64,12 +65,12 @@ int CMuxerMem::Create(const char* formatName, MUXER_PARAM* param) {
         FFMPEG_LOG(Warning) << "CMuxerMem::Create: wrong param!";
         return 0;
     }
-    AVOutputFormat* format = GetMainFfmpegCodecLib()->FindOutFormat(formatName);
+    FfmpegOutFormat* format = GetMainFfmpegCodecLib()->FindOutFormat(formatName);
     if (format == nullptr) {
         FFMPEG_LOG(Critical) << "CMuxerMem::Create: FindOutFormat(" << formatName << ") failed!";
         return 0;
     }
-    FFMPEG_LOG(Trace) << "CMuxerMem::Create: format " << format->long_name;
+    FFMPEG_LOG(Trace) << "CMuxerMem::Create: format " << LongNameOf(format);
     m_Param = *param;
     muxing::SetFormatCodecs(format, m_Param);
     if (!MakeContext(format) || !AddStreams()) {
@@ -86,7 +87,7 @@ int CMuxerMem::Refuse() {
     return 0;
 }
 
-bool CMuxerMem::MakeContext(AVOutputFormat* format) {
+bool CMuxerMem::MakeContext(FfmpegOutFormat* format) {
     m_bHeaderWritten = false;
     m_pFormatContext = nullptr;
     if (avformat_alloc_output_context2(&m_pFormatContext, format, nullptr, nullptr) < 0) {

@@ -7,6 +7,8 @@ namespace muxing {
 
 namespace {
 
+constexpr AVRational kFrameTime{1, 25};
+
 void WantGlobalHeader(AVFormatContext* context) {
     if ((context->oformat->flags & AVFMT_GLOBALHEADER) != 0) {
         // The codec's flag on the container's context: hosts know the streams that come of it.
@@ -20,11 +22,10 @@ int64_t Wrapped(uint64_t value) {
 
 }  // namespace
 
-void SetFormatCodecs(AVOutputFormat* format, const MUXER_PARAM& param) {
+void SetFormatCodecs(FfmpegOutFormat* format, const MUXER_PARAM& param) {
     static std::mutex mutex;  // muxers of one format may be made on several threads
     const std::lock_guard<std::mutex> lock(mutex);
-    format->video_codec = static_cast<AVCodecID>(param.videoCodec);
-    format->audio_codec = static_cast<AVCodecID>(param.audioCodec);
+    SetDefaultCodecs(format, static_cast<AVCodecID>(param.videoCodec), static_cast<AVCodecID>(param.audioCodec));
 }
 
 AVStream* NewVideoStream(AVFormatContext* context, const MUXER_PARAM& param, const VideoTuning& tuning) {
@@ -32,21 +33,16 @@ AVStream* NewVideoStream(AVFormatContext* context, const MUXER_PARAM& param, con
     if (stream == nullptr) {
         return nullptr;
     }
-    stream->time_base = AVRational{1, 25};
+    stream->time_base = kFrameTime;
     stream->duration = int64_t{param.durationSec} * AV_TIME_BASE;
-    AVCodecContext* codec = stream->codec;
+    StreamParameters* codec = ParametersOf(stream);
     codec->codec_id = static_cast<AVCodecID>(param.videoCodec);
     codec->codec_type = AVMEDIA_TYPE_VIDEO;
-    codec->max_b_frames = 0;
-    codec->has_b_frames = 0;
     codec->bit_rate = tuning.bitRate;
-    codec->rc_buffer_size = static_cast<int>(tuning.bitRate);
-    codec->rc_max_rate = tuning.bitRate;
     codec->width = param.width;
     codec->height = param.height;
-    codec->time_base = AVRational{1, 25};
-    codec->gop_size = tuning.gopSize;
-    codec->pix_fmt = AV_PIX_FMT_YUV420P;
+    SetPixelFormat(codec, AV_PIX_FMT_YUV420P);
+    SetEncoderHints(codec, tuning.bitRate, tuning.gopSize, kFrameTime);
     WantGlobalHeader(context);
     return stream;
 }
@@ -57,13 +53,13 @@ AVStream* NewAudioStream(AVFormatContext* context, const MUXER_PARAM& param) {
         return nullptr;
     }
     stream->id = 1;
-    AVCodecContext* codec = stream->codec;
+    StreamParameters* codec = ParametersOf(stream);
     codec->codec_id = static_cast<AVCodecID>(param.audioCodec);
     codec->codec_type = AVMEDIA_TYPE_AUDIO;
-    codec->sample_fmt = AV_SAMPLE_FMT_S16;
+    SetSampleFormat(codec, AV_SAMPLE_FMT_S16);
     codec->bit_rate = param.audioBitRate;
     codec->sample_rate = param.sampleRate;
-    codec->channels = param.channels;
+    SetChannels(codec, param.channels);
     if (codec->codec_id == AV_CODEC_ID_MP3) {
         codec->frame_size = 1152;
     }
@@ -104,6 +100,9 @@ int WriteInterleaved(AVFormatContext* context, const AVStream* stream, const Pac
     written.size = packet.size;
     written.pts = packet.pts;
     written.dts = AV_NOPTS_VALUE;
+    if (ParametersOf(stream)->codec_type == AVMEDIA_TYPE_VIDEO) {
+        written.duration = PictureDuration(stream, kFrameTime);
+    }
     const int result = av_interleaved_write_frame(context, &written);
     if (result == 0) {
         av_free_packet(&written);

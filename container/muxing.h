@@ -16,7 +16,7 @@ struct VideoTuning {
 };
 
 /// Writes the codecs into the format's own record, which makes them the defaults of that format for the process.
-void SetFormatCodecs(AVOutputFormat* format, const MUXER_PARAM& param);
+void SetFormatCodecs(FfmpegOutFormat* format, const MUXER_PARAM& param);
 
 /// A new stream at 25 pictures a second, or null.
 AVStream* NewVideoStream(AVFormatContext* context, const MUXER_PARAM& param, const VideoTuning& tuning);

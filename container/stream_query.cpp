@@ -7,15 +7,15 @@
 
 namespace {
 
-AVCodecContext* CodecOfType(const AVFormatContext* context, int index, AVMediaType type) {
-    AVCodecContext* codec = StreamCodec(context, index);
+StreamParameters* CodecOfType(const AVFormatContext* context, int index, AVMediaType type) {
+    StreamParameters* codec = StreamCodec(context, index);
     return codec != nullptr && codec->codec_type == type ? codec : nullptr;
 }
 
 }  // namespace
 
-AVCodecContext* StreamCodec(const AVFormatContext* context, int index) {
-    return index >= 0 && index < StreamCount(context) ? context->streams[index]->codec : nullptr;
+StreamParameters* StreamCodec(const AVFormatContext* context, int index) {
+    return index >= 0 && index < StreamCount(context) ? ParametersOf(context->streams[index]) : nullptr;
 }
 
 int StreamCount(const AVFormatContext* context) {
@@ -30,7 +30,7 @@ int StreamType(const AVFormatContext* context, int index) {
 }
 
 bool VideoStreamInfo(const AVFormatContext* context, int index, int* codecId) {
-    const AVCodecContext* codec = CodecOfType(context, index, AVMEDIA_TYPE_VIDEO);
+    const StreamParameters* codec = CodecOfType(context, index, AVMEDIA_TYPE_VIDEO);
     if (codec == nullptr) {
         return false;
     }
@@ -39,14 +39,14 @@ bool VideoStreamInfo(const AVFormatContext* context, int index, int* codecId) {
 }
 
 bool AudioStreamInfo(const AVFormatContext* context, int index, int* codecId, AUDIO_FORMAT* format) {
-    const AVCodecContext* codec = CodecOfType(context, index, AVMEDIA_TYPE_AUDIO);
+    const StreamParameters* codec = CodecOfType(context, index, AVMEDIA_TYPE_AUDIO);
     if (codec == nullptr) {
         return false;
     }
     const std::vector<int> ids = AudioCodecsFromAvCodecId(codec->codec_id);
     *codecId = ids.size() == 1 ? ids.front() : -1;
     format->sampleRate = codec->sample_rate;
-    format->channels = codec->channels;
-    format->sampleFormat = AudioFormatFromAv(codec->sample_fmt);
+    format->channels = ChannelsOf(codec);
+    format->sampleFormat = AudioFormatFromAv(SampleFormatOf(codec));
     return true;
 }

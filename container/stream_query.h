@@ -6,9 +6,9 @@
 // What both demuxers tell of a stream. A context that is null and an index that is not there count as a stream of no
 // kind.
 
-/// The codec context that belongs to the stream, or null. It is filled right after the open, while the stream's
+/// The parameters of the stream, or null. They are filled right after the open, while the stream's
 /// parameters may still change.
-AVCodecContext* StreamCodec(const AVFormatContext* context, int index);
+StreamParameters* StreamCodec(const AVFormatContext* context, int index);
 
 /// The number of streams.
 int StreamCount(const AVFormatContext* context);

@@ -1,18 +1,18 @@
 #!/usr/bin/env bash
-# Builds FFmpeg 4.3.7 as shared libraries into the cache, once per machine and recipe.
+# Builds FFmpeg as shared libraries into the cache, once per machine and recipe.
 #
 #   scripts/build-ffmpeg.sh            build it, unless it is there already; prints the installation's folder
 #   scripts/build-ffmpeg.sh --where    print the folder and build nothing
 #
-# FFMPEG_TARBALL=FILE takes the source from FILE instead of from Debian.
+# CODRELAY_FFMPEG=4.3 builds FFmpeg 4.3.7, the reference; 5.1 the release that Debian 12 keeps mended. Not set, it is 4.3,
+# or 5.1 where the source of the former is not to be had any more; system builds nothing.
+# FFMPEG_TARBALL=FILE takes the source of 4.3.7 from FILE instead of from Debian.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-scripts=$(project_root)/scripts
-version=4.3.7
-debian_version=7:$version-0+deb11u1
-debian_suite=bullseye
-tarball_sha256=177d074943251bec33e1f9bc5979378ff5771882482ba9b3aee2cb18dd400554
+reference=4.3.7
+reference_package=7:$reference-0+deb11u1
+reference_sha256=177d074943251bec33e1f9bc5979378ff5771882482ba9b3aee2cb18dd400554
 
 # --disable-autodetect keeps out whatever else this machine happens to have. The libraries carry these flags in them, so
 # the prefix is none of this machine's.
@@ -27,48 +27,68 @@ configure_flags=(
     --extra-ldflags='-Wl,-z,relro,-z,now'
 )
 
+cache=$(cache_root)
+
 # What makes the build what it is; the name of its folder in the cache carries the sum.
 recipe_hash() {
-    printf '%s\n' "$tarball_sha256" "${configure_flags[@]}" "$("$scripts/rename-formats.sh" --list)" "$(uname -m)" |
-        sha256sum | cut -c1-12
+    printf '%s\n' "$1" "${configure_flags[@]}" "$(uname -m)" | sha256sum | cut -c1-12
 }
 
-cache=$(cache_root)
-prefix=$cache/ffmpeg-$version-$(recipe_hash)
-stamp=$prefix/.finished
+prefix_of() {
+    case $1 in
+    4.3) echo "$cache/ffmpeg-$reference-$(recipe_hash "$reference_sha256")" ;;
+    5.1) echo "$cache/ffmpeg-5.1-$(recipe_hash 5.1)" ;;
+    esac
+}
 
-# Debian's older suite, asked through apt with lists and downloads of its own: the machine's set-up stays untouched.
-download_from_debian() {
-    local folder=$1 address apt
+is_built() { [ -f "$(prefix_of "$1")/.finished" ]; }
+
+# Asks Debian's source packages of some suites through apt, with lists and downloads of its own: the machine's set-up
+# stays untouched.  apt_source FOLDER "SUITES" ARGUMENT...
+apt_source() {
+    local folder=$1 suites=$2 address suite apt found=
+    shift 2
     mkdir -p "$folder"/{lists/partial,cache/archives/partial}
     command -v apt-get >/dev/null || return 1
+    apt=(apt-get -qq -o "Dir::Etc::SourceList=$folder/sources.list" -o Dir::Etc::SourceParts=-
+        -o "Dir::State::Lists=$folder/lists" -o "Dir::Cache=$folder/cache" -o APT::Sandbox::User=root)
     # Without package lists the repository addresses are not told.
     [ -n "$(apt-get indextargets --format '$(REPO_URI)')" ] || apt-get update >&2 || true
     for address in $(apt-get indextargets --format '$(REPO_URI)' | sort -u); do
-        say "asking $debian_suite at the configured package repository"
-        echo "deb-src $address $debian_suite main" >"$folder/sources.list"
-        apt=(apt-get -qq -o "Dir::Etc::SourceList=$folder/sources.list" -o Dir::Etc::SourceParts=-
-            -o "Dir::State::Lists=$folder/lists" -o "Dir::Cache=$folder/cache" -o APT::Sandbox::User=root)
-        "${apt[@]}" update >&2 || continue
-        (cd "$folder" && "${apt[@]}" source --download-only "ffmpeg=$debian_version" >&2) && return 0
+        for suite in $suites; do
+            echo "deb-src $address $suite main" >"$folder/sources.list"
+            if "${apt[@]}" update 2>>"$folder/log" >&2; then
+                found+="deb-src $address $suite main"$'\n'
+            fi
+        done
     done
-    return 1
+    [ -n "$found" ] || return 1
+    printf '%s' "$found" >"$folder/sources.list"
+    "${apt[@]}" update >&2 && (cd "$folder" && "${apt[@]}" source "$@" >&2)
 }
 
-fetch_tarball() {
-    local folder=$1 tarball=$1/ffmpeg_$version.orig.tar.xz
+# Each leaves the unpacked source in FOLDER/source.
+unpack_reference() {
+    local folder=$1 tarball=$1/ffmpeg_$reference.orig.tar.xz
     if [ -n "${FFMPEG_TARBALL:-}" ]; then
         [ -f "$FFMPEG_TARBALL" ] || die "FFMPEG_TARBALL names no file: $FFMPEG_TARBALL"
         cp "$FFMPEG_TARBALL" "$tarball"
     else
-        say "fetching FFmpeg $version from Debian's source package"
-        download_from_debian "$folder" || die "Debian's source package ffmpeg $debian_version was not to be had" \
-            "check the network and 'apt-get update', or name a copy of ffmpeg_$version.orig.tar.xz by FFMPEG_TARBALL=FILE"
+        say "fetching FFmpeg $reference from Debian's source package"
+        apt_source "$folder" "bullseye bullseye-security" --download-only "ffmpeg=$reference_package" || return 1
     fi
-    echo "$tarball_sha256  $tarball" | sha256sum --check --quiet >&2 ||
+    echo "$reference_sha256  $tarball" | sha256sum --check --quiet >&2 ||
         die "the FFmpeg tarball is not the one that this recipe was made for (SHA-256 differs)" \
             "name a good copy by FFMPEG_TARBALL=FILE"
-    printf '%s\n' "$tarball"
+    tar -xf "$tarball" -C "$folder"
+    mv "$folder/ffmpeg-$reference" "$folder/source"
+}
+
+# apt checks what it fetches, and Debian's patches are in it.
+unpack_maintained() {
+    say "fetching FFmpeg 5.1 from Debian's source package"
+    apt_source "$1" "bookworm bookworm-security" ffmpeg || return 1
+    mv "$1"/ffmpeg-5.1* "$1/source"
 }
 
 run_logged() {
@@ -80,8 +100,10 @@ run_logged() {
     die "'$1' failed while building FFmpeg" "read the whole log, $log; scripts/setup.sh installs what the build needs"
 }
 
+# build 4.3|5.1: 1 where the source is not to be had.
 build() {
-    local work log=$cache/ffmpeg-$version-build.log
+    local generation=$1 prefix work log=$cache/ffmpeg-$1-build.log
+    prefix=$(prefix_of "$generation")
     command -v nasm >/dev/null || die "nasm is missing; FFmpeg without assembly is too slow to be of use" "scripts/setup.sh"
     # What an interrupted build left behind.
     rm -rf "$cache"/ffmpeg-build.* "$prefix"
@@ -89,15 +111,14 @@ build() {
     # Runs when this function's variables are gone.
     trap 'rm -rf "$cache"/ffmpeg-build.*' EXIT
     : >"$log"
-    local tarball
-    tarball=$(fetch_tarball "$work")
-    say "unpacking"
-    tar -xf "$tarball" -C "$work"
-    cd "$work/ffmpeg-$version"
-    "$scripts/rename-formats.sh" .
-    say "configuring FFmpeg $version"
+    case $generation in
+    4.3) unpack_reference "$work" || return 1 ;;
+    5.1) unpack_maintained "$work" || return 1 ;;
+    esac
+    cd "$work/source"
+    say "configuring FFmpeg $(cat RELEASE)"
     run_logged "$log" ./configure "${configure_flags[@]}"
-    say "compiling FFmpeg $version (some minutes; log in $log)"
+    say "compiling FFmpeg $(cat RELEASE) (some minutes; log in $log)"
     # The libraries find each other wherever the folder is moved.
     export LD_RUN_PATH='$ORIGIN'
     run_logged "$log" make -j"$(nproc)"
@@ -105,20 +126,42 @@ build() {
     run_logged "$log" make install DESTDIR="$work/installed"
     cd "$cache"
     mv "$work/installed/usr" "$prefix"
-    printf '%s\n' "${configure_flags[@]}" >"$stamp"
+    printf '%s\n' "${configure_flags[@]}" >"$prefix/.finished"
 }
+
+no_source() {
+    die "Debian's source package of FFmpeg $1 was not to be had" \
+        "check the network and 'apt-get update', or name a copy of ffmpeg_$reference.orig.tar.xz by FFMPEG_TARBALL=FILE"
+}
+
+# Another build may be running; the one waited for may have made what is wanted.
+build_once() {
+    local choice=$1
+    exec 9>"$cache/ffmpeg-build.lock"
+    flock --nonblock 9 || { say "another build of FFmpeg is running; waiting for it" && flock 9; }
+    is_built "$choice" || build "$choice" || return 1
+}
+
+# The generation to take: the one that was chosen, else the reference, unless only the other is there.
+choice=${CODRELAY_FFMPEG:-}
+case $choice in
+'') if ! is_built 4.3 && is_built 5.1; then generation=5.1; else generation=4.3; fi ;;
+4.3 | 5.1) generation=$choice ;;
+system) exit 0 ;;
+*) die "CODRELAY_FFMPEG names no FFmpeg of ours: $choice" "4.3, 5.1 or system" ;;
+esac
 
 case ${1:-} in
 --where) ;;
 '')
     mkdir -p "$cache"
-    if [ ! -f "$stamp" ]; then
-        exec 9>"$cache/ffmpeg-build.lock"
-        flock --nonblock 9 || { say "another build of FFmpeg is running; waiting for it" && flock 9; }
-        # The one waited for may have made it.
-        [ -f "$stamp" ] || build
+    if ! build_once "$generation"; then
+        [ -z "$choice" ] || no_source "$generation"
+        say "FFmpeg 4.3.7's source is not to be had any more: taking FFmpeg 5.1, which behaves the same but for what docs/generations.md lists"
+        generation=5.1
+        build_once 5.1 || no_source 5.1
     fi
     ;;
 *) die "unknown argument: $1" "scripts/build-ffmpeg.sh [--where]" ;;
 esac
-printf '%s\n' "$prefix"
+prefix_of "$generation"

@@ -108,9 +108,9 @@ bool CVideoDecoder::MayBeCreated(unsigned int colorSpace) const {
     return true;
 }
 
-AVCodec* CVideoDecoder::FindDecoder() const {
+FfmpegCodec* CVideoDecoder::FindDecoder() const {
     const std::string name = CodecName();
-    AVCodec* codec = GetMainFfmpegCodecLib()->FindCodec(m_nCodecId, name.c_str(), 0);
+    FfmpegCodec* codec = GetMainFfmpegCodecLib()->FindCodec(m_nCodecId, name.c_str(), 0);
     if (codec == nullptr) {
         FFMPEG_LOG(Critical) << "CVideoDecoder::CreateDecoder: find decoder failed! CodecId = " << m_nCodecId
                              << ", CodecName = " << name;

@@ -55,7 +55,7 @@ private:
 
     // The steps of CreateDecoder. Each that fails has written its line.
     bool MayBeCreated(unsigned int colorSpace) const;
-    AVCodec* FindDecoder() const;
+    FfmpegCodec* FindDecoder() const;
     bool OpenDecoder(const AVCodec* codec, unsigned int width, unsigned int height,
                      CFrameBufferStreamCallback* callback);
     bool AllocateContext(const AVCodec* codec);

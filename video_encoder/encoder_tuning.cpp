@@ -40,7 +40,7 @@ void CVideoEncoder::InitSoftH264(unsigned int /*frameRate*/, unsigned int bitRat
     m_pCodecContext->bit_rate_tolerance = static_cast<int>(bitRate);
     m_pCodecContext->rc_max_rate = bitRate;
     m_pCodecContext->rc_buffer_size = static_cast<int>(bitRate * 0.5);
-    m_pCodecContext->scenechange_threshold = 40;
+    SetSceneChangeThreshold(m_pCodecContext, &m_pOpenOptions, 40);
     m_pCodecContext->i_quant_factor = 0.71F;
     m_pCodecContext->max_qdiff = 4;
     m_pCodecContext->qmin = 10;
@@ -50,11 +50,11 @@ void CVideoEncoder::InitSoftH264(unsigned int /*frameRate*/, unsigned int bitRat
     m_pCodecContext->me_range = 16;
     m_pCodecContext->me_subpel_quality = 7;
     m_pCodecContext->me_cmp = FF_CMP_CHROMA;
-    m_pCodecContext->ticks_per_frame = 2;
+    SetTicksPerFrame(m_pCodecContext, 2);
     m_pCodecContext->trellis = 1;
     m_pCodecContext->refs = 5;
     m_pCodecContext->level = 30;
-    m_pCodecContext->coder_type = FF_CODER_TYPE_VLC;
+    WantVariableLengthCodes(m_pCodecContext, &m_pOpenOptions);
     m_pCodecContext->flags &= ~AV_CODEC_FLAG_LOOP_FILTER;
     m_pCodecContext->flags |= AV_CODEC_FLAG_4MV;
     av_dict_set(&m_pOpenOptions, "rc_eq", "blurCplx^(1-qComp)", 0);
@@ -67,7 +67,7 @@ void CVideoEncoder::InitSoftNotH264(unsigned int frameRate, unsigned int bitRate
     m_pCodecContext->rc_min_rate = 0;
     m_pCodecContext->rc_buffer_size = static_cast<int>(4 * bitRate);
     m_pCodecContext->rc_initial_buffer_occupancy = static_cast<int>(12 * bitRate) >> 2;
-    m_pCodecContext->scenechange_threshold = 50;
+    SetSceneChangeThreshold(m_pCodecContext, &m_pOpenOptions, 50);
     m_pCodecContext->i_quant_factor = 0.71F;
     m_pCodecContext->max_qdiff = 4;
     m_pCodecContext->qmin = 2;

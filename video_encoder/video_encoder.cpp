@@ -141,7 +141,7 @@ bool CVideoEncoder::AcceptColorSpaceAndMode(unsigned int colorSpace, unsigned in
 int CVideoEncoder::OpenEncoder(int codecId, const char* codecName, unsigned int frameRate, unsigned int bitRate,
                                int maxKeyInterval) {
     m_nOpened = 0;
-    AVCodec* codec = GetMainFfmpegCodecLib()->FindCodec(static_cast<AVCodecID>(codecId), codecName, 1);
+    FfmpegCodec* codec = GetMainFfmpegCodecLib()->FindCodec(static_cast<AVCodecID>(codecId), codecName, 1);
     if (codec == nullptr) {
         FFMPEG_LOG(Critical) << "CVideoEncoder::OpenEncoder: find encoder failed! CodecId = " << codecId
                              << ", CodecName = " << TextOrNothing(codecName);

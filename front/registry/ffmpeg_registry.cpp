@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "front/registry/format_names.h"
 #include "support/log_front.h"
 #include "uvqlog/until_unload.h"
 
@@ -10,7 +11,7 @@ namespace {
 // Built when the library is loaded.
 CMainFFmpegLib* const g_pMainFfmpegLib = uvqlog::UntilUnload(new CMainFFmpegLib);
 
-using FindByName = AVCodec* (*)(const char* name);
+using FindByName = FfmpegCodec* (*)(const char* name);
 
 // FFmpeg's list mixes encoders and decoders. A look-up by name gives back the record itself only for the right kind.
 bool IsOfKind(const AVCodec* codec, AVMediaType type, FindByName find) {
@@ -46,12 +47,18 @@ bool ListingIsWanted() {
 }
 
 template <typename Format>
-Format* FindFormat(const char* longName, Format* (*next)(const Format*)) {
+bool IsCalled(const Format* format, const char* longName) {
+    const char* name = LongNameOf(format);
+    return name != nullptr && std::strcmp(longName, name) == 0;
+}
+
+template <typename Found, typename Format>
+Found* FindFormat(const char* longName, Found* (*next)(const Format*)) {
     if (longName == nullptr) {
         return nullptr;
     }
-    Format* format = next(nullptr);
-    while (format != nullptr && (format->long_name == nullptr || std::strcmp(longName, format->long_name) != 0)) {
+    Found* format = next(nullptr);
+    while (format != nullptr && !IsCalled(format, longName)) {
         format = next(format);
     }
     return format;
@@ -95,7 +102,7 @@ void CMainFFmpegLib::EnumSupportedOutFormats() {
     for (const AVOutputFormat* format = av_oformat_next(nullptr); format != nullptr; format = av_oformat_next(format)) {
         const bool hasExtensions = format->extensions != nullptr;
         FFMPEG_LOG(Trace) << "EnumSupportedOutFormats: name = " << TextOrNothing(format->name)
-                          << ", longName = " << TextOrNothing(format->long_name)
+                          << ", longName = " << TextOrNothing(LongNameOf(format))
                           << (hasExtensions ? " ext = " : " no ext") << TextOrNothing(format->extensions);
     }
 }
@@ -105,12 +112,12 @@ void CMainFFmpegLib::EnumSupportedInputFormats() {
     FFMPEG_LOG(Trace) << "EnumSupportedOutFormats: -----------INPUT FORMATS--------------";
     for (const AVInputFormat* format = av_iformat_next(nullptr); format != nullptr; format = av_iformat_next(format)) {
         FFMPEG_LOG(Trace) << "EnumSupportedInputFormats: name = " << TextOrNothing(format->name)
-                          << ", longName = " << TextOrNothing(format->long_name);
+                          << ", longName = " << TextOrNothing(LongNameOf(format));
     }
 }
 
-AVCodec* CMainFFmpegLib::FindCodec(AVCodecID id, const char* name, unsigned int encoder) {
-    AVCodec* codec = encoder != 0 ? avcodec_find_encoder_by_name(name) : avcodec_find_decoder_by_name(name);
+FfmpegCodec* CMainFFmpegLib::FindCodec(AVCodecID id, const char* name, unsigned int encoder) {
+    FfmpegCodec* codec = encoder != 0 ? avcodec_find_encoder_by_name(name) : avcodec_find_decoder_by_name(name);
     if (codec == nullptr) {
         FFMPEG_LOG(Error) << "FindCodec: Can't find codec 0. CodecId = " << id
                           << ", codecName = " << TextOrNothing(name) << ", Encoder = " << encoder;
@@ -124,11 +131,11 @@ AVCodec* CMainFFmpegLib::FindCodec(AVCodecID id, const char* name, unsigned int 
     return codec;
 }
 
-AVOutputFormat* CMainFFmpegLib::FindOutFormat(const char* longName) {
+FfmpegOutFormat* CMainFFmpegLib::FindOutFormat(const char* longName) {
     return FindFormat(longName, av_oformat_next);
 }
 
-AVInputFormat* CMainFFmpegLib::FindInFormat(const char* longName) {
+FfmpegInFormat* CMainFFmpegLib::FindInFormat(const char* longName) {
     return FindFormat(longName, av_iformat_next);
 }
 

@@ -19,10 +19,10 @@ public:
 
     /// The codec of that name, tested against the id; null and a log line where there is none or it is another's.
     /// `encoder` is nonzero for an encoder, 0 for a decoder.
-    AVCodec* FindCodec(AVCodecID id, const char* name, unsigned int encoder);
+    FfmpegCodec* FindCodec(AVCodecID id, const char* name, unsigned int encoder);
     /// The format with exactly that long name, or null. Silent. Null for a null name.
-    AVOutputFormat* FindOutFormat(const char* longName);
-    AVInputFormat* FindInFormat(const char* longName);
+    FfmpegOutFormat* FindOutFormat(const char* longName);
+    FfmpegInFormat* FindInFormat(const char* longName);
 
     /// The ids of all encoders in FFmpeg's order. An id with several encoders stands there several times.
     std::vector<AVCodecID> GetFfmpegSupportedVideoEncoders() const;

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <future>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -50,13 +51,29 @@ void AddCodecs(Lines* lines, const std::string& header, AVMediaType type, int (*
     }
 }
 
+using Names = std::map<std::string, std::string>;
+
+// The formats that hosts know by another long name than FFmpeg's.
+const Names kOutNames = {{"flv", "FLV format"},
+                         {"3gp", "3GP format"},
+                         {"3g2", "3GP2 format"},
+                         {"webm", "WebM file format"},
+                         {"mpegts", "MPEG-2 transport stream format"}};
+const Names kInNames = {{"wav", "WAV format"}, {"asf", "ASF format"}};
+
+template <typename Format>
+std::string ListedName(const Names& names, const Format* format) {
+    const auto known = names.find(format->name);
+    return known != names.end() ? known->second : Text(format->long_name);
+}
+
 void AddOutFormats(Lines* lines) {
     AddLine(lines, "EnumSupportedOutFormats: -----------OUT FORMATS--------------");
     void* state = nullptr;
     while (const AVOutputFormat* format = av_muxer_iterate(&state)) {
         const std::string extensions = format->extensions != nullptr ? Text(" ext = ") + format->extensions : " no ext";
         AddLine(lines, "EnumSupportedOutFormats: name = " + Text(format->name) +
-                           ", longName = " + Text(format->long_name) + extensions);
+                           ", longName = " + ListedName(kOutNames, format) + extensions);
     }
 }
 
@@ -64,8 +81,8 @@ void AddInFormats(Lines* lines) {
     AddLine(lines, "EnumSupportedOutFormats: -----------INPUT FORMATS--------------");
     void* state = nullptr;
     while (const AVInputFormat* format = av_demuxer_iterate(&state)) {
-        AddLine(lines,
-                "EnumSupportedInputFormats: name = " + Text(format->name) + ", longName = " + Text(format->long_name));
+        AddLine(lines, "EnumSupportedInputFormats: name = " + Text(format->name) +
+                           ", longName = " + ListedName(kInNames, format));
     }
 }
 
@@ -285,6 +302,31 @@ TEST(FfmpegRegistry, EveryFormatOfTheTablesExists) {
     const AVInputFormat* asf = lib->FindInFormat("ASF format");
     ASSERT_NE(asf, nullptr);
     EXPECT_STREQ(asf->name, "asf");
+}
+
+// Of the formats with two names the library's alone is looked for, and muxers and demuxers are told apart.
+TEST(FfmpegRegistry, FfmpegsOwnNamesOfRenamedFormatsFindNothing) {
+    CMainFFmpegLib* lib = GetMainFfmpegCodecLib();
+    for (const char* name : {"FLV (Flash Video)", "3GP (3GPP file format)", "3GP2 (3GPP2 file format)", "WebM",
+                             "MPEG-TS (MPEG-2 Transport Stream)", "WAV format", "ASF format"}) {
+        EXPECT_EQ(lib->FindOutFormat(name), nullptr) << name;
+    }
+    for (const char* name : {"WAV / WAVE (Waveform Audio)", "ASF (Advanced / Active Streaming Format)", "FLV format",
+                             "MPEG-2 transport stream format"}) {
+        EXPECT_EQ(lib->FindInFormat(name), nullptr) << name;
+    }
+    for (const auto& [longName, name] : Names{{"WAV / WAVE (Waveform Audio)", "wav"},
+                                              {"ASF (Advanced / Active Streaming Format)", "asf"}}) {
+        const AVOutputFormat* format = lib->FindOutFormat(longName.c_str());
+        ASSERT_NE(format, nullptr) << longName;
+        EXPECT_EQ(format->name, name);
+    }
+    for (const auto& [longName, name] :
+         Names{{"FLV (Flash Video)", "flv"}, {"MPEG-TS (MPEG-2 Transport Stream)", "mpegts"}}) {
+        const AVInputFormat* format = lib->FindInFormat(longName.c_str());
+        ASSERT_NE(format, nullptr) << longName;
+        EXPECT_EQ(format->name, name);
+    }
 }
 
 TEST(FfmpegRegistry, AFormatWithoutALongNameIsPassedOver) {

@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "support/ffmpeg.h"
+
+// Calls of FFmpeg 4 that later generations have dropped, for these generations alone. Each answers as it did.
+
+namespace {
+
+struct PacketDeleter {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+using OwnedPacket = std::unique_ptr<AVPacket, PacketDeleter>;
+
+// The record behind `previous`, the first for null. The lists are short, and whoever walks them writes a listing.
+template <typename Record>
+const Record* Next(const Record* previous, const Record* (*iterate)(void**)) {
+    void* position = nullptr;
+    const Record* record = iterate(&position);
+    while (previous != nullptr && record != nullptr && record != previous) {
+        record = iterate(&position);
+    }
+    return previous != nullptr && record != nullptr ? iterate(&position) : record;
+}
+
+// Encoders that know the size of a packet before they write it refuse room that is too small by another number.
+int TooSmall(const AVCodecContext* context) {
+    const bool knowsSize = context->codec_id == AV_CODEC_ID_H264 || av_get_exact_bits_per_sample(context->codec_id) > 0;
+    return knowsSize ? AVERROR(EINVAL) : -1;
+}
+
+// Hands what was encoded over in the caller's memory, or, where there is none, as it is.
+int HandOver(const AVCodecContext* context, AVPacket* encoded, AVPacket* packet, int* gotPacket) {
+    if (packet->data == nullptr) {
+        av_packet_move_ref(packet, encoded);
+        *gotPacket = 1;
+        return 0;
+    }
+    if (encoded->size > packet->size) {
+        const int error = TooSmall(context);
+        *gotPacket = error == AVERROR(EINVAL) ? 0 : 1;
+        return error;
+    }
+    std::memcpy(packet->data, encoded->data, static_cast<std::size_t>(encoded->size));
+    packet->size = encoded->size;
+    packet->pts = encoded->pts;
+    packet->dts = encoded->dts;
+    packet->duration = encoded->duration;
+    packet->flags = encoded->flags;
+    *gotPacket = 1;
+    return 0;
+}
+
+int Encode(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket) {
+    *gotPacket = 0;
+    const OwnedPacket encoded(av_packet_alloc());
+    if (encoded == nullptr) {
+        return AVERROR(ENOMEM);
+    }
+    int result = avcodec_send_frame(context, frame);
+    if (result >= 0) {
+        result = avcodec_receive_packet(context, encoded.get());
+    }
+    if (result == AVERROR(EAGAIN)) {
+        packet->size = 0;
+        return 0;
+    }
+    return result >= 0 ? HandOver(context, encoded.get(), packet, gotPacket) : result;
+}
+
+}  // namespace
+
+struct AVBitStreamFilterContext {
+    const AVBitStreamFilter* filter;
+    AVBSFContext* context;
+};
+
+namespace {
+
+// Set up at the first packet, when the stream's parameters are known.
+int SetUp(AVBitStreamFilterContext* filter, const StreamParameters* parameters) {
+    if (filter->context != nullptr) {
+        return 0;
+    }
+    AVBSFContext* context = nullptr;
+    int result = av_bsf_alloc(filter->filter, &context);
+    if (result >= 0) {
+        result = avcodec_parameters_copy(context->par_in, parameters);
+    }
+    if (result >= 0) {
+        result = av_bsf_init(context);
+    }
+    if (result < 0) {
+        av_bsf_free(&context);
+        return result;
+    }
+    filter->context = context;
+    return 0;
+}
+
+// The bytes in memory of their own, which the caller frees with av_free.
+int KeepBytes(const AVPacket* packet, uint8_t** out, int* outSize) {
+    const auto size = static_cast<std::size_t>(packet->size);
+    *out = static_cast<uint8_t*>(av_malloc(size + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (*out == nullptr) {
+        return AVERROR(ENOMEM);
+    }
+    std::memcpy(*out, packet->data, size);
+    std::memset(*out + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
+    *outSize = packet->size;
+    return 1;
+}
+
+}  // namespace
+
+extern "C" {
+
+void avcodec_register_all() {}
+void avfilter_register_all() {}
+void av_register_all() {}
+
+const AVCodec* av_codec_next(const AVCodec* codec) {
+    return Next(codec, av_codec_iterate);
+}
+
+const AVOutputFormat* av_oformat_next(const AVOutputFormat* format) {
+    return Next(format, av_muxer_iterate);
+}
+
+const AVInputFormat* av_iformat_next(const AVInputFormat* format) {
+    return Next(format, av_demuxer_iterate);
+}
+
+int avcodec_encode_video2(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket) {
+    return Encode(context, packet, frame, gotPacket);
+}
+
+int avcodec_encode_audio2(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket) {
+    return Encode(context, packet, frame, gotPacket);
+}
+
+AVBitStreamFilterContext* av_bitstream_filter_init(const char* name) {
+    const AVBitStreamFilter* filter = av_bsf_get_by_name(name);
+    return filter != nullptr ? new (std::nothrow) AVBitStreamFilterContext{filter, nullptr} : nullptr;
+}
+
+int av_bitstream_filter_filter(AVBitStreamFilterContext* filter, StreamParameters* parameters, const char* /*args*/,
+                               uint8_t** out, int* outSize, const uint8_t* in, int inSize, int /*keyFrame*/) {
+    *out = nullptr;
+    *outSize = 0;
+    int result = SetUp(filter, parameters);
+    if (result < 0) {
+        return result;
+    }
+    const OwnedPacket packet(av_packet_alloc());
+    if (packet == nullptr) {
+        return AVERROR(ENOMEM);
+    }
+    packet->data = const_cast<uint8_t*>(in);
+    packet->size = inSize;
+    result = av_bsf_send_packet(filter->context, packet.get());
+    if (result < 0) {
+        return result;
+    }
+    result = av_bsf_receive_packet(filter->context, packet.get());
+    if (result < 0) {
+        return result == AVERROR(EAGAIN) ? 0 : result;
+    }
+    const int kept = KeepBytes(packet.get(), out, outSize);
+    // One packet goes out for one that came in; what the filter holds beyond it is dropped.
+    do {
+        av_packet_unref(packet.get());
+    } while (av_bsf_receive_packet(filter->context, packet.get()) >= 0);
+    return kept;
+}
+
+void av_bitstream_filter_close(AVBitStreamFilterContext* filter) {
+    if (filter != nullptr) {
+        av_bsf_free(&filter->context);
+        delete filter;
+    }
+}
+
+int avpicture_get_size(AVPixelFormat format, int width, int height) {
+    return av_image_get_buffer_size(format, width, height, 1);
+}
+
+void av_free_packet(AVPacket* packet) {
+    av_packet_unref(packet);
+}
+
+int av_frame_get_channels(const AVFrame* frame) {
+    return frame->ch_layout.nb_channels;
+}
+
+}  // extern "C"

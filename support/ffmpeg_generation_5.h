@@ -1,0 +1,138 @@
+#pragma once
+
+// FFmpeg 5.1 and later. Included by "support/ffmpeg.h" alone. The names that both generations offer are explained here.
+
+/// What a look-up gives: records that are constant from FFmpeg 5 on.
+using FfmpegCodec = const AVCodec;
+using FfmpegOutFormat = const AVOutputFormat;
+using FfmpegInFormat = const AVInputFormat;
+
+/// Where a stream keeps its parameters: in FFmpeg 4 in a codec context, right after the open too.
+using StreamParameters = AVCodecParameters;
+
+inline StreamParameters* ParametersOf(const AVStream* stream) {
+    return stream->codecpar;
+}
+
+inline AVSampleFormat SampleFormatOf(const StreamParameters* parameters) {
+    return static_cast<AVSampleFormat>(parameters->format);
+}
+
+inline void SetSampleFormat(StreamParameters* parameters, AVSampleFormat format) {
+    parameters->format = format;
+}
+
+inline void SetPixelFormat(StreamParameters* parameters, AVPixelFormat format) {
+    parameters->format = format;
+}
+
+/// What a stream's codec context in FFmpeg 4 says of the encoder to come. No muxer of ours writes any of it, but for
+/// the length of the last picture: PictureDuration().
+inline void SetEncoderHints(StreamParameters* /*parameters*/, int64_t /*bitRate*/, int /*gopSize*/,
+                            AVRational /*timeBase*/) {}
+
+/// The length to give a packet of video, 0 for none: FFmpeg 4 takes it from the stream's codec context.
+inline int64_t PictureDuration(const AVStream* stream, AVRational frameTime) {
+    return av_rescale_q(1, frameTime, stream->time_base);
+}
+
+/// Makes the codecs the defaults of the format for the whole process, where the record can be written.
+inline void SetDefaultCodecs(FfmpegOutFormat* /*format*/, AVCodecID /*video*/, AVCodecID /*audio*/) {}
+
+inline int ChannelsOf(const AVCodecContext* context) {
+    return context->ch_layout.nb_channels;
+}
+
+inline int ChannelsOf(const StreamParameters* parameters) {
+    return parameters->ch_layout.nb_channels;
+}
+
+/// A number of channels that lie nowhere in particular.
+inline void SetChannels(StreamParameters* parameters, int channels) {
+    av_channel_layout_uninit(&parameters->ch_layout);
+    parameters->ch_layout.nb_channels = channels;
+}
+
+/// A number of channels with FFmpeg's usual layout for it.
+inline void SetDefaultLayout(AVCodecContext* context, int channels) {
+    av_channel_layout_uninit(&context->ch_layout);
+    av_channel_layout_default(&context->ch_layout, channels);
+}
+
+/// A number of channels with a layout; 0 becomes the layout's. False where the two do not fit: FFmpeg 4 finds that out
+/// when the codec is opened, later generations know the layout alone.
+inline bool SetLayout(AVCodecContext* context, int channels, uint64_t layout) {
+    av_channel_layout_uninit(&context->ch_layout);
+    av_channel_layout_from_mask(&context->ch_layout, layout);
+    return channels == 0 || channels == context->ch_layout.nb_channels;
+}
+
+inline int ChannelsOfLayout(const AVCodecContext* context) {
+    return context->ch_layout.nb_channels;
+}
+
+/// Tells a frame what the samples are that it will carry: an encoder's frame is copied from FFmpeg 5 on.
+inline void DescribeSound(AVFrame* frame, const AVCodecContext* context) {
+    frame->format = context->sample_fmt;
+    frame->sample_rate = context->sample_rate;
+    av_channel_layout_copy(&frame->ch_layout, &context->ch_layout);
+}
+
+/// Tuning that has moved from the context to the codec's own options. An option that a codec does not know is left in
+/// the dictionary.
+inline void SetSceneChangeThreshold(AVCodecContext* /*context*/, AVDictionary** options, int threshold) {
+    av_dict_set_int(options, "sc_threshold", threshold, 0);
+}
+
+inline void WantVariableLengthCodes(AVCodecContext* /*context*/, AVDictionary** options) {
+    av_dict_set(options, "coder", "cavlc", 0);
+}
+
+/// OpenH264's wrapper reads it from FFmpeg 5 on, and would take the rate for half of what it is.
+inline void SetTicksPerFrame(AVCodecContext* /*context*/, int /*ticks*/) {}
+
+/// Opens an encoder of sound. The AAC encoder's search for coefficients is the one of FFmpeg 4 in each generation.
+inline int OpenSoundEncoder(AVCodecContext* context, const FfmpegCodec* codec) {
+    AVDictionary* options = nullptr;
+    if (context->codec_id == AV_CODEC_ID_AAC) {
+        av_dict_set(&options, "aac_coder", "fast", 0);
+    }
+    const int result = avcodec_open2(context, codec, &options);
+    av_dict_free(&options);
+    return result;
+}
+
+/// Opens an input; `format` may be null. Packets of WAV are cut as FFmpeg 4 cuts them.
+inline int OpenInput(AVFormatContext** context, const char* url, FfmpegInFormat* format) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "max_size", "4096", 0);
+    const int result = avformat_open_input(context, url, format, &options);
+    av_dict_free(&options);
+    return result;
+}
+
+// Calls that are gone, under their old names: "support/ffmpeg_former_calls.cpp" makes each of its successors.
+struct AVBitStreamFilterContext;
+
+extern "C" {
+void avcodec_register_all();
+void avfilter_register_all();
+void av_register_all();
+
+const AVCodec* av_codec_next(const AVCodec* codec);
+const AVOutputFormat* av_oformat_next(const AVOutputFormat* format);
+const AVInputFormat* av_iformat_next(const AVInputFormat* format);
+
+/// `packet->data` is the caller's memory of `packet->size` bytes, or null.
+int avcodec_encode_video2(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket);
+int avcodec_encode_audio2(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket);
+
+AVBitStreamFilterContext* av_bitstream_filter_init(const char* name);
+int av_bitstream_filter_filter(AVBitStreamFilterContext* filter, StreamParameters* parameters, const char* args,
+                               uint8_t** out, int* outSize, const uint8_t* in, int inSize, int keyFrame);
+void av_bitstream_filter_close(AVBitStreamFilterContext* filter);
+
+int avpicture_get_size(AVPixelFormat format, int width, int height);
+void av_free_packet(AVPacket* packet);
+int av_frame_get_channels(const AVFrame* frame);
+}
