@@ -100,9 +100,7 @@ int WriteInterleaved(AVFormatContext* context, const AVStream* stream, const Pac
     written.size = packet.size;
     written.pts = packet.pts;
     written.dts = AV_NOPTS_VALUE;
-    if (ParametersOf(stream)->codec_type == AVMEDIA_TYPE_VIDEO) {
-        written.duration = PictureDuration(stream, kFrameTime);
-    }
+    SetPictureDuration(&written, stream, kFrameTime);
     const int result = av_interleaved_write_frame(context, &written);
     if (result == 0) {
         av_free_packet(&written);

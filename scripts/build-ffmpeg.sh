@@ -2,10 +2,11 @@
 # Builds FFmpeg as shared libraries into the cache, once per machine and recipe.
 #
 #   scripts/build-ffmpeg.sh            build it, unless it is there already; prints the installation's folder
+#   scripts/build-ffmpeg.sh --anew     build it once more, from the source that is to be had today
 #   scripts/build-ffmpeg.sh --where    print the folder and build nothing
 #
 # CODRELAY_FFMPEG=4.3 builds FFmpeg 4.3.7, the reference; 5.1 the release that Debian 12 keeps mended. Not set, it is 4.3,
-# or 5.1 where the source of the former is not to be had any more; system builds nothing.
+# or 5.1 where the source of the former is not to be had any more. With system, the distribution's own, nothing is built.
 # FFMPEG_TARBALL=FILE takes the source of 4.3.7 from FILE instead of from Debian.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -44,9 +45,9 @@ prefix_of() {
 is_built() { [ -f "$(prefix_of "$1")/.finished" ]; }
 
 # Asks Debian's source packages of some suites through apt, with lists and downloads of its own: the machine's set-up
-# stays untouched.  apt_source FOLDER "SUITES" ARGUMENT...
+# stays untouched.  apt_source FOLDER "SUITES" ARGUMENT...: 1 and apt's messages where they are not to be had.
 apt_source() {
-    local folder=$1 suites=$2 address suite apt found=
+    local folder=$1 suites=$2 log=$1/apt.log address suite apt found=
     shift 2
     mkdir -p "$folder"/{lists/partial,cache/archives/partial}
     command -v apt-get >/dev/null || return 1
@@ -54,41 +55,43 @@ apt_source() {
         -o "Dir::State::Lists=$folder/lists" -o "Dir::Cache=$folder/cache" -o APT::Sandbox::User=root)
     # Without package lists the repository addresses are not told.
     [ -n "$(apt-get indextargets --format '$(REPO_URI)')" ] || apt-get update >&2 || true
+    # Not every address has every suite.
     for address in $(apt-get indextargets --format '$(REPO_URI)' | sort -u); do
         for suite in $suites; do
             echo "deb-src $address $suite main" >"$folder/sources.list"
-            if "${apt[@]}" update 2>>"$folder/log" >&2; then
-                found+="deb-src $address $suite main"$'\n'
-            fi
+            "${apt[@]}" update >>"$log" 2>&1 && found+="deb-src $address $suite main"$'\n'
         done
     done
-    [ -n "$found" ] || return 1
     printf '%s' "$found" >"$folder/sources.list"
-    "${apt[@]}" update >&2 && (cd "$folder" && "${apt[@]}" source "$@" >&2)
+    { "${apt[@]}" update && cd "$folder" && "${apt[@]}" source "$@"; } >>"$log" 2>&1 || { cat "$log" >&2 && return 1; }
 }
 
-# Each leaves the unpacked source in FOLDER/source.
+# Each leaves the unpacked source in FOLDER/source, or returns 1 where it is not to be had.
 unpack_reference() {
     local folder=$1 tarball=$1/ffmpeg_$reference.orig.tar.xz
     if [ -n "${FFMPEG_TARBALL:-}" ]; then
-        [ -f "$FFMPEG_TARBALL" ] || die "FFMPEG_TARBALL names no file: $FFMPEG_TARBALL"
-        cp "$FFMPEG_TARBALL" "$tarball"
+        cp "$FFMPEG_TARBALL" "$tarball" || die "FFMPEG_TARBALL names no file: $FFMPEG_TARBALL"
     else
         say "fetching FFmpeg $reference from Debian's source package"
-        apt_source "$folder" "bullseye bullseye-security" --download-only "ffmpeg=$reference_package" || return 1
+        (apt_source "$folder" "bullseye bullseye-security" --download-only "ffmpeg=$reference_package") || return 1
     fi
     echo "$reference_sha256  $tarball" | sha256sum --check --quiet >&2 ||
         die "the FFmpeg tarball is not the one that this recipe was made for (SHA-256 differs)" \
             "name a good copy by FFMPEG_TARBALL=FILE"
-    tar -xf "$tarball" -C "$folder"
-    mv "$folder/ffmpeg-$reference" "$folder/source"
+    tar -xf "$tarball" -C "$folder" && mv "$folder/ffmpeg-$reference" "$folder/source"
 }
 
-# apt checks what it fetches, and Debian's patches are in it.
+# apt checks what it fetches, and lays Debian's mends over it.
 unpack_maintained() {
     say "fetching FFmpeg 5.1 from Debian's source package"
-    apt_source "$1" "bookworm bookworm-security" ffmpeg || return 1
-    mv "$1"/ffmpeg-5.1* "$1/source"
+    (apt_source "$1" "bookworm bookworm-security" ffmpeg) && mv "$1"/ffmpeg-5.1* "$1/source"
+}
+
+unpack() {
+    case $1 in
+    4.3) unpack_reference "$2" ;;
+    5.1) unpack_maintained "$2" ;;
+    esac
 }
 
 run_logged() {
@@ -100,33 +103,25 @@ run_logged() {
     die "'$1' failed while building FFmpeg" "read the whole log, $log; scripts/setup.sh installs what the build needs"
 }
 
-# build 4.3|5.1: 1 where the source is not to be had.
-build() {
-    local generation=$1 prefix work log=$cache/ffmpeg-$1-build.log
-    prefix=$(prefix_of "$generation")
-    command -v nasm >/dev/null || die "nasm is missing; FFmpeg without assembly is too slow to be of use" "scripts/setup.sh"
-    # What an interrupted build left behind.
-    rm -rf "$cache"/ffmpeg-build.* "$prefix"
-    work=$(mktemp -d "$cache/ffmpeg-build.XXXXXX")
-    # Runs when this function's variables are gone.
-    trap 'rm -rf "$cache"/ffmpeg-build.*' EXIT
-    : >"$log"
-    case $generation in
-    4.3) unpack_reference "$work" || return 1 ;;
-    5.1) unpack_maintained "$work" || return 1 ;;
-    esac
+# compile 4.3|5.1 WORK: builds WORK/source and puts it into the cache.
+compile() {
+    local prefix version work=$2 log=$cache/ffmpeg-$1-build.log
+    prefix=$(prefix_of "$1")
     cd "$work/source"
-    say "configuring FFmpeg $(cat RELEASE)"
+    version=$(cat RELEASE)
+    : >"$log"
+    say "configuring FFmpeg $version"
     run_logged "$log" ./configure "${configure_flags[@]}"
-    say "compiling FFmpeg $(cat RELEASE) (some minutes; log in $log)"
+    say "compiling FFmpeg $version (some minutes; log in $log)"
     # The libraries find each other wherever the folder is moved.
     export LD_RUN_PATH='$ORIGIN'
     run_logged "$log" make -j"$(nproc)"
     say "installing into $prefix"
     run_logged "$log" make install DESTDIR="$work/installed"
+    printf '%s\n' "FFmpeg $version" "${configure_flags[@]}" >"$work/installed/usr/.finished"
     cd "$cache"
+    rm -rf "$prefix"
     mv "$work/installed/usr" "$prefix"
-    printf '%s\n' "${configure_flags[@]}" >"$prefix/.finished"
 }
 
 no_source() {
@@ -134,34 +129,47 @@ no_source() {
         "check the network and 'apt-get update', or name a copy of ffmpeg_$reference.orig.tar.xz by FFMPEG_TARBALL=FILE"
 }
 
-# Another build may be running; the one waited for may have made what is wanted.
-build_once() {
-    local choice=$1
-    exec 9>"$cache/ffmpeg-build.lock"
-    flock --nonblock 9 || { say "another build of FFmpeg is running; waiting for it" && flock 9; }
-    is_built "$choice" || build "$choice" || return 1
+# Builds the generation, or, where none was chosen and its source is gone, the other one.
+build() {
+    local work
+    command -v nasm >/dev/null || die "nasm is missing; FFmpeg without assembly is too slow to be of use" "scripts/setup.sh"
+    # What an interrupted build left behind.
+    rm -rf "$cache"/ffmpeg-build.*
+    work=$(mktemp -d "$cache/ffmpeg-build.XXXXXX")
+    # Runs when this function's variables are gone.
+    trap 'rm -rf "$cache"/ffmpeg-build.*' EXIT
+    if ! unpack "$generation" "$work"; then
+        [ -z "$choice" ] && [ "$generation" = 4.3 ] || no_source "$generation"
+        say "taking FFmpeg 5.1, since the source of FFmpeg $reference is not to be had: docs/generations.md tells what differs"
+        generation=5.1
+        ! is_built 5.1 || return 0
+        unpack 5.1 "$work" || no_source 5.1
+    fi
+    compile "$generation" "$work"
 }
 
-# The generation to take: the one that was chosen, else the reference, unless only the other is there.
 choice=${CODRELAY_FFMPEG:-}
 case $choice in
-'') if ! is_built 4.3 && is_built 5.1; then generation=5.1; else generation=4.3; fi ;;
+'') generation=4.3 ;;
 4.3 | 5.1) generation=$choice ;;
 system) exit 0 ;;
-*) die "CODRELAY_FFMPEG names no FFmpeg of ours: $choice" "4.3, 5.1 or system" ;;
+*) die "CODRELAY_FFMPEG names no FFmpeg that we know: $choice" "4.3, 5.1 or system" ;;
 esac
 
 case ${1:-} in
---where) ;;
-'')
+--where)
+    # What was built in the place of the reference.
+    [ -n "$choice" ] || is_built 4.3 || ! is_built 5.1 || generation=5.1
+    ;;
+'' | --anew)
     mkdir -p "$cache"
-    if ! build_once "$generation"; then
-        [ -z "$choice" ] || no_source "$generation"
-        say "FFmpeg 4.3.7's source is not to be had any more: taking FFmpeg 5.1, which behaves the same but for what docs/generations.md lists"
-        generation=5.1
-        build_once 5.1 || no_source 5.1
+    if [ "${1:-}" = --anew ] || ! is_built "$generation"; then
+        exec 9>"$cache/ffmpeg-build.lock"
+        flock --nonblock 9 || { say "another build of FFmpeg is running; waiting for it" && flock 9; }
+        # The one waited for may have made it.
+        [ "${1:-}" != --anew ] && is_built "$generation" || build
     fi
     ;;
-*) die "unknown argument: $1" "scripts/build-ffmpeg.sh [--where]" ;;
+*) die "unknown argument: $1" "scripts/build-ffmpeg.sh [--where|--anew]" ;;
 esac
 prefix_of "$generation"

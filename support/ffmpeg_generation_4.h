@@ -33,9 +33,7 @@ inline void SetEncoderHints(StreamParameters* parameters, int64_t bitRate, int g
     parameters->gop_size = gopSize;
 }
 
-inline int64_t PictureDuration(const AVStream* /*stream*/, AVRational /*frameTime*/) {
-    return 0;
-}
+inline void SetPictureDuration(AVPacket* /*packet*/, const AVStream* /*stream*/, AVRational /*frameTime*/) {}
 
 inline void SetDefaultCodecs(FfmpegOutFormat* format, AVCodecID video, AVCodecID audio) {
     format->video_codec = video;

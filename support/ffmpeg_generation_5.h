@@ -27,13 +27,15 @@ inline void SetPixelFormat(StreamParameters* parameters, AVPixelFormat format) {
 }
 
 /// What a stream's codec context in FFmpeg 4 says of the encoder to come. No muxer of ours writes any of it, but for
-/// the length of the last picture: PictureDuration().
+/// the length of the last picture: SetPictureDuration().
 inline void SetEncoderHints(StreamParameters* /*parameters*/, int64_t /*bitRate*/, int /*gopSize*/,
                             AVRational /*timeBase*/) {}
 
-/// The length to give a packet of video, 0 for none: FFmpeg 4 takes it from the stream's codec context.
-inline int64_t PictureDuration(const AVStream* stream, AVRational frameTime) {
-    return av_rescale_q(1, frameTime, stream->time_base);
+/// Gives a packet of video its length, which FFmpeg 4 takes from the stream's codec context.
+inline void SetPictureDuration(AVPacket* packet, const AVStream* stream, AVRational frameTime) {
+    if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
+        packet->duration = av_rescale_q(1, frameTime, stream->time_base);
+    }
 }
 
 /// Makes the codecs the defaults of the format for the whole process, where the record can be written.
