@@ -9,7 +9,7 @@
 
 namespace {
 
-// What FFmpeg 4.3 both accepts and can read back in time: other codecs are refused, go in as unnamed bytes, or (AMR in
+// What every FFmpeg that we know both accepts and can read back in time: other codecs are refused, go in as unnamed bytes, or (AMR in
 // AVI) come out slower than they went in.
 const std::vector<ContainerFormat>& Formats() {
     static const std::vector<int> mobileVideo = {VIDEO_CODEC_H264, VIDEO_CODEC_MPEG4, VIDEO_CODEC_H263};
