@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "benchmarks/plain_encode.h"
 #include "benchmarks/side_by_side.h"
 #include "codrelay/factories.h"
 #include "codrelay/media_ids.h"
@@ -94,8 +95,7 @@ public:
     explicit PlainDecoder(const char* name) {
         const AVCodec* codec = avcodec_find_decoder_by_name(name);
         m_pContext = avcodec_alloc_context3(codec);
-        m_pContext->channels = 2;
-        m_pContext->channel_layout = AV_CH_LAYOUT_STEREO;
+        SetLayout(m_pContext, 2, AV_CH_LAYOUT_STEREO);
         m_pContext->sample_rate = kRate;
         if (codec->id == AV_CODEC_ID_AAC) {
             m_pContext->extradata = static_cast<uint8_t*>(av_mallocz(64));
@@ -201,13 +201,13 @@ public:
         m_pContext = avcodec_alloc_context3(codec);
         m_pContext->bit_rate = 128000;
         m_pContext->sample_rate = kRate;
-        m_pContext->channels = 2;
-        m_pContext->channel_layout = AV_CH_LAYOUT_STEREO;
+        SetLayout(m_pContext, 2, AV_CH_LAYOUT_STEREO);
         m_pContext->sample_fmt = id == AUDIO_CODEC_AAC   ? AV_SAMPLE_FMT_FLTP
                                  : id == AUDIO_CODEC_MP3 ? AV_SAMPLE_FMT_S16P
                                                          : AV_SAMPLE_FMT_S16;
         m_pContext->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
-        Check(avcodec_open2(m_pContext, codec, nullptr) == 0);
+        Check(OpenSoundEncoder(m_pContext, codec) == 0);
+        DescribeSound(m_pFrame, m_pContext);
     }
     ~PlainEncoder() {
         av_frame_free(&m_pFrame);
@@ -228,14 +228,7 @@ public:
         avcodec_fill_audio_frame(m_pFrame, 2, m_pContext->sample_fmt, samples, static_cast<int>(frame.size()), 1);
         m_pFrame->pts = m_nPts;
         m_nPts += m_pFrame->nb_samples;
-        AVPacket packet;
-        av_init_packet(&packet);
-        packet.data = m_Out.data();
-        packet.size = static_cast<int>(m_Out.size());
-        int got = 0;
-        Check(avcodec_encode_audio2(m_pContext, &packet, m_pFrame, &got) == 0);
-        av_packet_free_side_data(&packet);
-        return packet.size;
+        return m_Encode(m_pContext, m_pFrame);
     }
 
 private:
@@ -254,7 +247,7 @@ private:
     AVCodecContext* m_pContext;
     AVFrame* m_pFrame = av_frame_alloc();
     Bytes m_Planes = Bytes(65536);
-    Bytes m_Out = Bytes(65536);
+    PlainEncode m_Encode{avcodec_encode_audio2, 65536};
     int64_t m_nPts = 0;
 };
 

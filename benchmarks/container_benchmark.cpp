@@ -42,11 +42,11 @@ public:
         video->width = film.width;
         video->height = film.height;
         if (sound) {
-            AVCodecParameters* audio = avformat_new_stream(m_pContext, nullptr)->codecpar;
+            StreamParameters* audio = ParametersOf(avformat_new_stream(m_pContext, nullptr));
             audio->codec_type = AVMEDIA_TYPE_AUDIO;
             audio->codec_id = AV_CODEC_ID_AAC;
             audio->sample_rate = 44100;
-            audio->channels = 1;
+            SetChannels(audio, 1);
         }
     }
     ~PlainMuxer() { avformat_free_context(m_pContext); }
@@ -243,8 +243,9 @@ private:
     uint8_t* FilterByCopies(AVPacket& packet) {
         uint8_t* data = nullptr;
         int size = 0;
-        const int made = av_bitstream_filter_filter(m_pOlderFilter, m_pContext->streams[0]->codec, nullptr, &data,
-                                                    &size, packet.data, packet.size, packet.flags & AV_PKT_FLAG_KEY);
+        const int made =
+            av_bitstream_filter_filter(m_pOlderFilter, ParametersOf(m_pContext->streams[0]), nullptr, &data, &size,
+                                       packet.data, packet.size, packet.flags & AV_PKT_FLAG_KEY);
         Check(made == 1);
         av_buffer_unref(&packet.buf);
         packet.data = data;

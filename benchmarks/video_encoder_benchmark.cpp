@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "benchmarks/plain_encode.h"
 #include "benchmarks/side_by_side.h"
 #include "front/registry/media_vocabulary.h"
 #include "support/ffmpeg.h"
@@ -70,7 +71,8 @@ class PlainLoop {
 public:
     PlainLoop(int id, Size size)
         : m_Encoder(id, size),
-          m_Out(static_cast<std::size_t>(m_Encoder.GetMaxOutFrameLength(size.width, size.height))) {
+          m_Encode(avcodec_encode_video2,
+                   static_cast<std::size_t>(m_Encoder.GetMaxOutFrameLength(size.width, size.height))) {
         m_pFrame->format = m_Encoder.Context()->pix_fmt;
         m_pFrame->width = m_Encoder.Context()->width;
         m_pFrame->height = m_Encoder.Context()->height;
@@ -83,20 +85,12 @@ public:
         av_image_fill_arrays(m_pFrame->data, m_pFrame->linesize, picture.GetData(), m_Encoder.Context()->pix_fmt,
                              m_pFrame->width, m_pFrame->height, 1);
         m_pFrame->pict_type = AV_PICTURE_TYPE_P;
-        AVPacket packet;
-        av_init_packet(&packet);
-        packet.data = m_Out.data();
-        packet.size = static_cast<int>(m_Out.size());
-        int gotPacket = 0;
-        avcodec_encode_video2(m_Encoder.Context(), &packet, m_pFrame, &gotPacket);
-        const int size = packet.size;
-        av_packet_unref(&packet);
-        return size;
+        return m_Encode(m_Encoder.Context(), m_pFrame);
     }
 
 private:
     OpenEncoderOf m_Encoder;
-    std::vector<unsigned char> m_Out;
+    PlainEncode m_Encode;
     AVFrame* m_pFrame = av_frame_alloc();
 };
 

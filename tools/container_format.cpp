@@ -9,8 +9,8 @@
 
 namespace {
 
-// What every FFmpeg that we know both accepts and can read back in time: other codecs are refused, go in as unnamed bytes, or (AMR in
-// AVI) come out slower than they went in.
+// What every FFmpeg that we know both accepts and can read back in time: other codecs are refused, go in as unnamed
+// bytes, or (AMR in AVI) come out slower than they went in.
 const std::vector<ContainerFormat>& Formats() {
     static const std::vector<int> mobileVideo = {VIDEO_CODEC_H264, VIDEO_CODEC_MPEG4, VIDEO_CODEC_H263};
     static const std::vector<int> mobileAudio = {AUDIO_CODEC_AAC, AUDIO_CODEC_AMRNB, AUDIO_CODEC_AMRWB};

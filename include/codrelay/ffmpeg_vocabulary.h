@@ -8,8 +8,8 @@
 #include <cstdint>  // FFmpeg's headers want its macros
 
 extern "C" {
-// The header of the ids alone where there is one (from FFmpeg 4.3 on): nothing in it is deprecated, so that this header may
-// come before or after any way of including FFmpeg.
+// The header of the ids alone where there is one (from FFmpeg 4.3 on): nothing in it is deprecated, so that this header
+// may come before or after any way of including FFmpeg.
 #if __has_include(<libavcodec/codec_id.h>)
 #include <libavcodec/codec_id.h>
 #else
