@@ -194,4 +194,19 @@ int av_frame_get_channels(const AVFrame* frame) {
     return frame->ch_layout.nb_channels;
 }
 
+#if LIBSWRESAMPLE_VERSION_MAJOR >= 5
+SwrContext* swr_alloc_set_opts(SwrContext* context, int64_t outLayout, AVSampleFormat outFormat, int outRate,
+                               int64_t inLayout, AVSampleFormat inFormat, int inRate, int logOffset, void* logContext) {
+    AVChannelLayout out{};
+    AVChannelLayout in{};
+    if (av_channel_layout_from_mask(&out, static_cast<uint64_t>(outLayout)) < 0 ||
+        av_channel_layout_from_mask(&in, static_cast<uint64_t>(inLayout)) < 0) {
+        // A layout of 0 is refused when the resampler is opened, which an empty one is as well.
+        return context != nullptr ? context : swr_alloc();
+    }
+    swr_alloc_set_opts2(&context, &out, outFormat, outRate, &in, inFormat, inRate, logOffset, logContext);
+    return context;
+}
+#endif
+
 }  // extern "C"
