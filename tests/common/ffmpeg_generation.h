@@ -6,3 +6,8 @@
 inline bool IsReferenceFfmpeg() {
     return avcodec_version() >> 16 == 58;
 }
+
+/// Whether it runs on FFmpeg 7, which differs from 4 and 5 in more.
+inline bool IsFfmpeg7() {
+    return avcodec_version() >> 16 == 61;
+}
