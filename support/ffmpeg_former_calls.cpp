@@ -1,6 +1,6 @@
-#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "support/ffmpeg.h"
 
@@ -52,21 +52,30 @@ int HandOver(const AVCodecContext* context, AVPacket* encoded, AVPacket* packet,
     return 0;
 }
 
-int Encode(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket) {
-    *gotPacket = 0;
+// FFmpeg's answer; one that has nothing to give, or nothing any more, answers 0 without a packet.
+int EncodeOne(AVCodecContext* context, const AVFrame* frame, AVPacket* packet, int* gotPacket) {
     const OwnedPacket encoded(av_packet_alloc());
     if (encoded == nullptr) {
         return AVERROR(ENOMEM);
     }
     int result = avcodec_send_frame(context, frame);
-    if (result >= 0) {
+    const bool isAskedAgain = frame == nullptr && result == AVERROR_EOF;
+    if (result >= 0 || isAskedAgain) {
         result = avcodec_receive_packet(context, encoded.get());
     }
-    if (result == AVERROR(EAGAIN)) {
-        packet->size = 0;
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) {
         return 0;
     }
     return result >= 0 ? HandOver(context, encoded.get(), packet, gotPacket) : result;
+}
+
+int Encode(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket) {
+    *gotPacket = 0;
+    const int result = EncodeOne(context, frame, packet, gotPacket);
+    if (result < 0 || *gotPacket == 0) {
+        av_packet_unref(packet);
+    }
+    return result;
 }
 
 }  // namespace
@@ -78,25 +87,17 @@ struct AVBitStreamFilterContext {
 
 namespace {
 
-// Set up at the first packet, when the stream's parameters are known.
+// Set up at the first packet, when the stream's parameters are known. It is done once, failed or not: a filter without
+// its header lets packets through as they are.
 int SetUp(AVBitStreamFilterContext* filter, const StreamParameters* parameters) {
     if (filter->context != nullptr) {
         return 0;
     }
-    AVBSFContext* context = nullptr;
-    int result = av_bsf_alloc(filter->filter, &context);
+    int result = av_bsf_alloc(filter->filter, &filter->context);
     if (result >= 0) {
-        result = avcodec_parameters_copy(context->par_in, parameters);
+        result = avcodec_parameters_copy(filter->context->par_in, parameters);
     }
-    if (result >= 0) {
-        result = av_bsf_init(context);
-    }
-    if (result < 0) {
-        av_bsf_free(&context);
-        return result;
-    }
-    filter->context = context;
-    return 0;
+    return result >= 0 ? av_bsf_init(filter->context) : result;
 }
 
 // The bytes in memory of their own, which the caller frees with av_free.
@@ -165,7 +166,7 @@ int av_bitstream_filter_filter(AVBitStreamFilterContext* filter, StreamParameter
     }
     result = av_bsf_receive_packet(filter->context, packet.get());
     if (result < 0) {
-        return result == AVERROR(EAGAIN) ? 0 : result;
+        return result == AVERROR(EAGAIN) || result == AVERROR_EOF ? 0 : result;
     }
     const int kept = KeepBytes(packet.get(), out, outSize);
     // One packet goes out for one that came in; what the filter holds beyond it is dropped.
