@@ -24,23 +24,34 @@ const Record* Next(const Record* previous, const Record* (*iterate)(void**)) {
     return previous != nullptr && record != nullptr ? iterate(&position) : record;
 }
 
-// Encoders that know the size of a packet before they write it refuse room that is too small by another number.
-int TooSmall(const AVCodecContext* context) {
+// Encoders that know the size of a packet before they write it refuse room that is too small by another number, and
+// all do so where there cannot be any.
+int TooSmall(const AVCodecContext* context, int room) {
     const bool knowsSize = context->codec_id == AV_CODEC_ID_H264 || av_get_exact_bits_per_sample(context->codec_id) > 0;
-    return knowsSize ? AVERROR(EINVAL) : -1;
+    return knowsSize || room < 0 ? AVERROR(EINVAL) : -1;
+}
+
+// What did not reach the caller does not count. The AAC encoder puts its name into what it takes for the first packet.
+void Uncount(AVCodecContext* context) {
+#if LIBAVCODEC_VERSION_MAJOR < 61
+    --context->frame_number;
+#else
+    --context->frame_num;
+#endif
 }
 
 // Hands what was encoded over in the caller's memory, or, where there is none, as it is.
-int HandOver(const AVCodecContext* context, AVPacket* encoded, AVPacket* packet, int* gotPacket) {
-    if (packet->data == nullptr) {
-        av_packet_move_ref(packet, encoded);
-        *gotPacket = 1;
-        return 0;
-    }
-    if (encoded->size > packet->size) {
-        const int error = TooSmall(context);
+int HandOver(AVCodecContext* context, AVPacket* encoded, AVPacket* packet, int* gotPacket) {
+    if (packet->size < 0 || (packet->data != nullptr && encoded->size > packet->size)) {
+        Uncount(context);
+        const int error = TooSmall(context, packet->size);
         *gotPacket = error == AVERROR(EINVAL) ? 0 : 1;
         return error;
+    }
+    *gotPacket = 1;
+    if (packet->data == nullptr) {
+        av_packet_move_ref(packet, encoded);
+        return 0;
     }
     std::memcpy(packet->data, encoded->data, static_cast<std::size_t>(encoded->size));
     packet->size = encoded->size;
@@ -48,7 +59,6 @@ int HandOver(const AVCodecContext* context, AVPacket* encoded, AVPacket* packet,
     packet->dts = encoded->dts;
     packet->duration = encoded->duration;
     packet->flags = encoded->flags;
-    *gotPacket = 1;
     return 0;
 }
 
