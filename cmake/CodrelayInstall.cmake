@@ -1,19 +1,29 @@
 # cmake --install: headers, both libraries, the command and its page, the CMake package and the pkg-config files, and the
 # FFmpeg that the library was linked with in a folder of its own. Nothing that is installed holds a path of this machine:
-# everything finds the rest relative to itself, so that the whole may be moved.
+# everything finds the rest relative to itself, so that the whole may be moved. The distribution's own FFmpeg stays where
+# it is.
 include(CMakePackageConfigHelpers)
 
-# Beside the library and not among the system's, so that an FFmpeg of another version does not get in the way.
-set(ffmpeg_libdir ${CMAKE_INSTALL_LIBDIR}/codrelay)
-# The headers of it that "codrelay/ffmpeg_vocabulary.h" needs.
-set(ffmpeg_includedir ${CMAKE_INSTALL_INCLUDEDIR}/codrelay/ffmpeg)
+if(CODRELAY_BUNDLE_FFMPEG AND ffmpeg_root)
+  # Beside the library and not among the system's, so that an FFmpeg of another version does not get in the way.
+  set(ffmpeg_libdir ${CMAKE_INSTALL_LIBDIR}/codrelay)
+  # The headers of it that "codrelay/ffmpeg_vocabulary.h" needs.
+  set(ffmpeg_includedir ${CMAKE_INSTALL_INCLUDEDIR}/codrelay/ffmpeg)
+else()
+  set(ffmpeg_libdir "")
+  set(ffmpeg_includedir ${ffmpeg_includes})
+endif()
 set(cmake_packagedir ${CMAKE_INSTALL_LIBDIR}/cmake/Codrelay)
 
 function(install_libraries)
   install(TARGETS codrelay UvqLog EXPORT CodrelayTargets INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
   install(FILES ${codrelay_build_record} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/codrelay)
-  set_target_properties(codrelay PROPERTIES INSTALL_RPATH "$ORIGIN;$ORIGIN/codrelay")
+  set(places "$ORIGIN")
+  if(ffmpeg_libdir)
+    list(APPEND places "$ORIGIN/codrelay")
+  endif()
+  set_target_properties(codrelay PROPERTIES INSTALL_RPATH "${places}")
 endfunction()
 
 function(install_ffmpeg)
@@ -30,7 +40,11 @@ endfunction()
 
 function(install_command)
   file(RELATIVE_PATH libraries /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(codrelay_cli PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries};$ORIGIN/${libraries}/codrelay")
+  set(places "$ORIGIN/${libraries}")
+  if(ffmpeg_libdir)
+    list(APPEND places "$ORIGIN/${libraries}/codrelay")
+  endif()
+  set_target_properties(codrelay_cli PROPERTIES INSTALL_RPATH "${places}")
   install(TARGETS codrelay_cli)
 
   set(page ${PROJECT_BINARY_DIR}/man/codrelay.1)
@@ -55,6 +69,11 @@ function(install_pkg_config_files)
   set(pkg_configdir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
   set(prefix_from_here /)
   cmake_path(RELATIVE_PATH prefix_from_here BASE_DIRECTORY /${pkg_configdir})
+  # The distribution's stands where it does, wherever the prefix is moved.
+  set(ffmpeg_includedir_from_prefix ${ffmpeg_includedir})
+  if(NOT IS_ABSOLUTE "${ffmpeg_includedir}")
+    string(PREPEND ffmpeg_includedir_from_prefix "\${prefix}/")
+  endif()
   foreach(name codrelay uvqlog)
     set(made ${PROJECT_BINARY_DIR}/package-files/${name}.pc)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${made} @ONLY)
@@ -63,7 +82,7 @@ function(install_pkg_config_files)
 endfunction()
 
 install_libraries()
-if(CODRELAY_BUNDLE_FFMPEG)
+if(ffmpeg_libdir)
   install_ffmpeg()
 endif()
 if(CODRELAY_BUILD_TOOLS)

@@ -1,6 +1,6 @@
-#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "support/ffmpeg.h"
 
@@ -24,23 +24,34 @@ const Record* Next(const Record* previous, const Record* (*iterate)(void**)) {
     return previous != nullptr && record != nullptr ? iterate(&position) : record;
 }
 
-// Encoders that know the size of a packet before they write it refuse room that is too small by another number.
-int TooSmall(const AVCodecContext* context) {
+// Encoders that know the size of a packet before they write it refuse room that is too small by another number, and
+// all do so where there cannot be any.
+int TooSmall(const AVCodecContext* context, int room) {
     const bool knowsSize = context->codec_id == AV_CODEC_ID_H264 || av_get_exact_bits_per_sample(context->codec_id) > 0;
-    return knowsSize ? AVERROR(EINVAL) : -1;
+    return knowsSize || room < 0 ? AVERROR(EINVAL) : -1;
+}
+
+// What did not reach the caller does not count. The AAC encoder puts its name into what it takes for the first packet.
+void Uncount(AVCodecContext* context) {
+#if LIBAVCODEC_VERSION_MAJOR < 61
+    --context->frame_number;
+#else
+    --context->frame_num;
+#endif
 }
 
 // Hands what was encoded over in the caller's memory, or, where there is none, as it is.
-int HandOver(const AVCodecContext* context, AVPacket* encoded, AVPacket* packet, int* gotPacket) {
-    if (packet->data == nullptr) {
-        av_packet_move_ref(packet, encoded);
-        *gotPacket = 1;
-        return 0;
-    }
-    if (encoded->size > packet->size) {
-        const int error = TooSmall(context);
+int HandOver(AVCodecContext* context, AVPacket* encoded, AVPacket* packet, int* gotPacket) {
+    if (packet->size < 0 || (packet->data != nullptr && encoded->size > packet->size)) {
+        Uncount(context);
+        const int error = TooSmall(context, packet->size);
         *gotPacket = error == AVERROR(EINVAL) ? 0 : 1;
         return error;
+    }
+    *gotPacket = 1;
+    if (packet->data == nullptr) {
+        av_packet_move_ref(packet, encoded);
+        return 0;
     }
     std::memcpy(packet->data, encoded->data, static_cast<std::size_t>(encoded->size));
     packet->size = encoded->size;
@@ -48,25 +59,33 @@ int HandOver(const AVCodecContext* context, AVPacket* encoded, AVPacket* packet,
     packet->dts = encoded->dts;
     packet->duration = encoded->duration;
     packet->flags = encoded->flags;
-    *gotPacket = 1;
     return 0;
 }
 
-int Encode(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket) {
-    *gotPacket = 0;
+// FFmpeg's answer; one that has nothing to give, or nothing any more, answers 0 without a packet.
+int EncodeOne(AVCodecContext* context, const AVFrame* frame, AVPacket* packet, int* gotPacket) {
     const OwnedPacket encoded(av_packet_alloc());
     if (encoded == nullptr) {
         return AVERROR(ENOMEM);
     }
     int result = avcodec_send_frame(context, frame);
-    if (result >= 0) {
+    const bool isAskedAgain = frame == nullptr && result == AVERROR_EOF;
+    if (result >= 0 || isAskedAgain) {
         result = avcodec_receive_packet(context, encoded.get());
     }
-    if (result == AVERROR(EAGAIN)) {
-        packet->size = 0;
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) {
         return 0;
     }
     return result >= 0 ? HandOver(context, encoded.get(), packet, gotPacket) : result;
+}
+
+int Encode(AVCodecContext* context, AVPacket* packet, const AVFrame* frame, int* gotPacket) {
+    *gotPacket = 0;
+    const int result = EncodeOne(context, frame, packet, gotPacket);
+    if (result < 0 || *gotPacket == 0) {
+        av_packet_unref(packet);
+    }
+    return result;
 }
 
 }  // namespace
@@ -78,25 +97,17 @@ struct AVBitStreamFilterContext {
 
 namespace {
 
-// Set up at the first packet, when the stream's parameters are known.
+// Set up at the first packet, when the stream's parameters are known. It is done once, failed or not: a filter without
+// its header lets packets through as they are.
 int SetUp(AVBitStreamFilterContext* filter, const StreamParameters* parameters) {
     if (filter->context != nullptr) {
         return 0;
     }
-    AVBSFContext* context = nullptr;
-    int result = av_bsf_alloc(filter->filter, &context);
+    int result = av_bsf_alloc(filter->filter, &filter->context);
     if (result >= 0) {
-        result = avcodec_parameters_copy(context->par_in, parameters);
+        result = avcodec_parameters_copy(filter->context->par_in, parameters);
     }
-    if (result >= 0) {
-        result = av_bsf_init(context);
-    }
-    if (result < 0) {
-        av_bsf_free(&context);
-        return result;
-    }
-    filter->context = context;
-    return 0;
+    return result >= 0 ? av_bsf_init(filter->context) : result;
 }
 
 // The bytes in memory of their own, which the caller frees with av_free.
@@ -165,7 +176,7 @@ int av_bitstream_filter_filter(AVBitStreamFilterContext* filter, StreamParameter
     }
     result = av_bsf_receive_packet(filter->context, packet.get());
     if (result < 0) {
-        return result == AVERROR(EAGAIN) ? 0 : result;
+        return result == AVERROR(EAGAIN) || result == AVERROR_EOF ? 0 : result;
     }
     const int kept = KeepBytes(packet.get(), out, outSize);
     // One packet goes out for one that came in; what the filter holds beyond it is dropped.
@@ -193,5 +204,20 @@ void av_free_packet(AVPacket* packet) {
 int av_frame_get_channels(const AVFrame* frame) {
     return frame->ch_layout.nb_channels;
 }
+
+#if LIBSWRESAMPLE_VERSION_MAJOR >= 5
+SwrContext* swr_alloc_set_opts(SwrContext* context, int64_t outLayout, AVSampleFormat outFormat, int outRate,
+                               int64_t inLayout, AVSampleFormat inFormat, int inRate, int logOffset, void* logContext) {
+    AVChannelLayout out{};
+    AVChannelLayout in{};
+    if (av_channel_layout_from_mask(&out, static_cast<uint64_t>(outLayout)) < 0 ||
+        av_channel_layout_from_mask(&in, static_cast<uint64_t>(inLayout)) < 0) {
+        // A layout of 0 is refused when the resampler is opened, which an empty one is as well.
+        return context != nullptr ? context : swr_alloc();
+    }
+    swr_alloc_set_opts2(&context, &out, outFormat, outRate, &in, inFormat, inRate, logOffset, logContext);
+    return context;
+}
+#endif
 
 }  // extern "C"

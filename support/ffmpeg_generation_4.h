@@ -84,3 +84,5 @@ inline int OpenSoundEncoder(AVCodecContext* context, const FfmpegCodec* codec) {
 inline int OpenInput(AVFormatContext** context, const char* url, FfmpegInFormat* format) {
     return avformat_open_input(context, url, format, nullptr);
 }
+
+inline constexpr bool kSequencesEndAtOnce = false;

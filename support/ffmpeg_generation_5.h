@@ -113,6 +113,10 @@ inline int OpenInput(AVFormatContext** context, const char* url, FfmpegInFormat*
     return result;
 }
 
+/// H.265: all pictures that wait at the end of a sequence come out with the packet that begins the next one, from
+/// FFmpeg 7 on; before, one of them with each packet.
+inline constexpr bool kSequencesEndAtOnce = LIBAVCODEC_VERSION_MAJOR >= 61;
+
 // Calls that are gone, under their old names: "support/ffmpeg_former_calls.cpp" makes each of its successors.
 struct AVBitStreamFilterContext;
 
@@ -137,4 +141,9 @@ void av_bitstream_filter_close(AVBitStreamFilterContext* filter);
 int avpicture_get_size(AVPixelFormat format, int width, int height);
 void av_free_packet(AVPacket* packet);
 int av_frame_get_channels(const AVFrame* frame);
+
+#if LIBSWRESAMPLE_VERSION_MAJOR >= 5
+SwrContext* swr_alloc_set_opts(SwrContext* context, int64_t outLayout, AVSampleFormat outFormat, int outRate,
+                               int64_t inLayout, AVSampleFormat inFormat, int inRate, int logOffset, void* logContext);
+#endif
 }

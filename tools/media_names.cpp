@@ -17,6 +17,25 @@ std::string NameIn(const std::map<int, const char*>& names, int id) {
     return found != names.end() ? found->second : "unknown";
 }
 
+const std::map<int, const char*>& AudioNames() {
+    static const std::map<int, const char*> names = {{AUDIO_CODEC_AMRNB, "amrnb"},
+                                                     {AUDIO_CODEC_AMRWB, "amrwb"},
+                                                     {AUDIO_CODEC_AAC, "aac"},
+                                                     {AUDIO_CODEC_MP3, "mp3"},
+                                                     {AUDIO_CODEC_G726_16, "g726_16"},
+                                                     {AUDIO_CODEC_G726_24, "g726_24"},
+                                                     {AUDIO_CODEC_G726_32, "g726_32"},
+                                                     {AUDIO_CODEC_G726_40, "g726_40"},
+                                                     {AUDIO_CODEC_OPUS, "opus"},
+                                                     {AUDIO_CODEC_MULAW, "mulaw"},
+                                                     {AUDIO_CODEC_ALAW, "alaw"},
+                                                     {AUDIO_CODEC_PCM_U16LE, "pcm_u16le"},
+                                                     {AUDIO_CODEC_PCM_S16LE, "pcm_s16le"},
+                                                     {AUDIO_CODEC_ADPCM_IMA_WAV, "adpcm_ima_wav"},
+                                                     {AUDIO_CODEC_PCM_S16BE, "pcm_s16be"}};
+    return names;
+}
+
 }  // namespace
 
 std::string VideoCodecName(int id) {
@@ -31,22 +50,15 @@ std::string VideoCodecName(int id) {
 }
 
 std::string AudioCodecName(int id) {
-    return NameIn({{AUDIO_CODEC_AMRNB, "amrnb"},
-                   {AUDIO_CODEC_AMRWB, "amrwb"},
-                   {AUDIO_CODEC_AAC, "aac"},
-                   {AUDIO_CODEC_MP3, "mp3"},
-                   {AUDIO_CODEC_G726_16, "g726_16"},
-                   {AUDIO_CODEC_G726_24, "g726_24"},
-                   {AUDIO_CODEC_G726_32, "g726_32"},
-                   {AUDIO_CODEC_G726_40, "g726_40"},
-                   {AUDIO_CODEC_OPUS, "opus"},
-                   {AUDIO_CODEC_MULAW, "mulaw"},
-                   {AUDIO_CODEC_ALAW, "alaw"},
-                   {AUDIO_CODEC_PCM_U16LE, "pcm_u16le"},
-                   {AUDIO_CODEC_PCM_S16LE, "pcm_s16le"},
-                   {AUDIO_CODEC_ADPCM_IMA_WAV, "adpcm_ima_wav"},
-                   {AUDIO_CODEC_PCM_S16BE, "pcm_s16be"}},
-                  id);
+    return NameIn(AudioNames(), id);
+}
+
+std::vector<int> AudioCodecs() {
+    std::vector<int> ids;
+    for (const auto& [id, name] : AudioNames()) {
+        ids.push_back(id);
+    }
+    return ids;
 }
 
 std::vector<std::string> ColorSpaceNames() {

@@ -7,6 +7,9 @@
 std::string VideoCodecName(int id);
 std::string AudioCodecName(int id);
 
+/// The ids of sound that it has words for.
+std::vector<int> AudioCodecs();
+
 /// The colour spaces that --csp takes.
 std::vector<std::string> ColorSpaceNames();
 /// REQUIRES: `name` is one of ColorSpaceNames().

@@ -60,9 +60,15 @@ private:
     int SendFailed(int error);
     int ReceivePictures();
     int ReceiveFailed(int error);
+    int TakeOrKeepPicture();
+    int TakeWaitingPictures();
     int TakePicture();
     bool PassesRateLimit();
     int ChangeResolution();
+
+    /// Whether pictures may come out together that FFmpeg 4 gives one a call, as hosts know it. Then each that was
+    /// received waits for its turn, and a call takes the first.
+    bool PicturesWait() const { return kSequencesEndAtOnce && m_Decoder.m_nCodecId == AV_CODEC_ID_HEVC; }
 
     CVideoDecoder& m_Decoder;
     StatHelper& m_Stat;
@@ -131,6 +137,10 @@ int DecodeCall::SendAndReceive() {
             return status;
         }
     } while (sent == AVERROR(EAGAIN));
+    const int status = PicturesWait() ? TakeWaitingPictures() : kDecodedPicture;
+    if (status != kDecodedPicture) {
+        return status;
+    }
     return m_bGotFrame ? kDecodedPicture : kNoPictureYet;
 }
 
@@ -157,7 +167,7 @@ int DecodeCall::ReceivePictures() {
         if (received < 0 && received != AVERROR_INPUT_CHANGED) {
             return ReceiveFailed(received);
         }
-        const int status = received > 0 ? kDecodedPicture : TakePicture();
+        const int status = received > 0 ? kDecodedPicture : TakeOrKeepPicture();
         if (status != kDecodedPicture) {
             return status;
         }
@@ -167,7 +177,38 @@ int DecodeCall::ReceivePictures() {
 
 int DecodeCall::ReceiveFailed(int error) {
     FFMPEG_LOG(Critical) << "CVideoDecoder::Decode: video decode error: " << FfmpegErrorText(error).c_str();
+    if (PicturesWait()) {
+        m_Decoder.m_Waiting.Take(
+            m_Decoder.m_pFrame);  // a call that fails costs one picture, so that they never pile up
+    }
     return kDecodeError;
+}
+
+int DecodeCall::TakeOrKeepPicture() {
+    if (!PicturesWait()) {
+        return TakePicture();
+    }
+    if (!m_Decoder.m_Waiting.Add(m_Decoder.m_pFrame)) {
+        FFMPEG_LOG(Critical) << "CVideoDecoder::Decode: Frame alloc error!";
+        return kDecodeError;
+    }
+    return kDecodedPicture;
+}
+
+/// The first one, or at the end of the stream all of them.
+int DecodeCall::TakeWaitingPictures() {
+    const bool isEnd = m_Decoder.m_Packet.data == nullptr;
+    while (m_Decoder.m_Waiting.Take(m_Decoder.m_pFrame)) {
+        const int status = TakePicture();
+        if (status != kDecodedPicture) {
+            return status;
+        }
+        av_frame_unref(m_Decoder.m_pFrame);
+        if (!isEnd) {
+            break;
+        }
+    }
+    return kDecodedPicture;
 }
 
 /// Copies the picture out, over the one before if the packet has yielded one already.

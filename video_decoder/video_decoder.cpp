@@ -178,6 +178,7 @@ void CVideoDecoder::Destroy(unsigned int lock) {
     m_nCreated = 0;
     FreeCodecContext(&m_pCodecContext, m_nOpened != 0);
     av_frame_free(&m_pFrame);
+    m_Waiting.Clear();
     m_FramePool.Clear();
 }
 

@@ -7,6 +7,7 @@
 #include "support/ffmpeg.h"
 #include "video_decoder/frame_pool.h"
 #include "video_decoder/stat_helper.h"
+#include "video_decoder/waiting_pictures.h"
 
 class DecoderCspTransform;
 
@@ -87,4 +88,5 @@ private:
     CFrameBufferStreamCallback* m_pCallback = nullptr;
     bool m_bAllowResolutionChange = false;
     std::unique_ptr<DecoderCspTransform> m_pTransform;
+    WaitingPictures m_Waiting;
 };

@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "video_encoder/video_encoder.h"
+#include "video_encoder/x264_packet.h"
 
 namespace {
 
@@ -26,15 +27,28 @@ int DeliverTo(unsigned char* out, unsigned int outSize, const AVPacket& packet) 
     return 0;
 }
 
-Encoded EncodeInto(unsigned char* out, unsigned int outSize, AVCodecContext* context, const AVFrame* frame) {
+/// A packet of x264's, which is always in memory of its own. Too little room is what it is with OpenH264.
+int DeliverFromX264(unsigned char* out, unsigned int outSize, AVPacket* packet) {
+    const int size = CopyAsOpenH264(*packet, nullptr);
+    if (out == nullptr && size > 0) {
+        return kOutTooSmall;
+    }
+    if (static_cast<unsigned int>(size) > outSize) {
+        return AVERROR(EINVAL);
+    }
+    packet->size = CopyAsOpenH264(*packet, out);
+    return 0;
+}
+
+Encoded EncodeInto(unsigned char* out, unsigned int outSize, AVCodecContext* context, const AVFrame* frame, bool x264) {
     AVPacket packet;
     av_init_packet(&packet);
-    packet.data = out;
-    packet.size = static_cast<int>(outSize);
+    packet.data = x264 ? nullptr : out;
+    packet.size = x264 ? 0 : static_cast<int>(outSize);
     int gotPacket = 0;
     int result = avcodec_encode_video2(context, &packet, frame, &gotPacket);
     if (result >= 0) {
-        const int delivered = DeliverTo(out, outSize, packet);
+        const int delivered = x264 ? DeliverFromX264(out, outSize, &packet) : DeliverTo(out, outSize, packet);
         result = delivered < 0 ? delivered : result;
     }
     // Letting the packet go empties it, so what is told of it is read before.
@@ -66,9 +80,11 @@ int CVideoEncoder::Encode(CFrameBufferBase* frame, unsigned char* out, unsigned 
         return AVERROR(EINVAL);
     }
     m_pFrame->pts = m_nCodecId == AV_CODEC_ID_H264 ? m_nNextPts++ : AV_NOPTS_VALUE;
-    m_pFrame->pict_type = *keyFrame != 0 ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_P;
+    // x264 takes a P for an order, also where a key picture is due.
+    const AVPictureType plain = m_bX264 ? AV_PICTURE_TYPE_NONE : AV_PICTURE_TYPE_P;
+    m_pFrame->pict_type = *keyFrame != 0 ? AV_PICTURE_TYPE_I : plain;
 
-    const Encoded encoded = EncodeInto(out, outSize, m_pCodecContext, m_pFrame);
+    const Encoded encoded = EncodeInto(out, outSize, m_pCodecContext, m_pFrame, m_bX264);
     if (encoded.gotPacket) {
         stat.m_bCount = true;
     }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 
 #include "video_encoder/video_encoder.h"
 
@@ -26,10 +27,12 @@ void CVideoEncoder::InitCommon(unsigned int frameRate, unsigned int bitRate, int
 }
 
 void CVideoEncoder::InitSoftAny(unsigned int frameRate, unsigned int bitRate) {
-    if (m_pCodecContext->codec_id == AV_CODEC_ID_H264) {
-        InitSoftH264(frameRate, bitRate);
-    } else {
+    if (m_pCodecContext->codec_id != AV_CODEC_ID_H264) {
         InitSoftNotH264(frameRate, bitRate);
+    } else if (m_bX264) {
+        InitH264StandIn(bitRate);
+    } else {
+        InitSoftH264(frameRate, bitRate);
     }
     if (m_pCodecContext->codec_id == AV_CODEC_ID_MJPEG) {
         InitSoftMJPEG();
@@ -37,14 +40,10 @@ void CVideoEncoder::InitSoftAny(unsigned int frameRate, unsigned int bitRate) {
 }
 
 void CVideoEncoder::InitSoftH264(unsigned int /*frameRate*/, unsigned int bitRate) {
-    m_pCodecContext->bit_rate_tolerance = static_cast<int>(bitRate);
-    m_pCodecContext->rc_max_rate = bitRate;
-    m_pCodecContext->rc_buffer_size = static_cast<int>(bitRate * 0.5);
+    InitH264Rate(bitRate);
     SetSceneChangeThreshold(m_pCodecContext, &m_pOpenOptions, 40);
     m_pCodecContext->i_quant_factor = 0.71F;
     m_pCodecContext->max_qdiff = 4;
-    m_pCodecContext->qmin = 10;
-    m_pCodecContext->qmax = 51;
     m_pCodecContext->qcompress = 0.6F;
     m_pCodecContext->qblur = 0.5F;
     m_pCodecContext->me_range = 16;
@@ -58,6 +57,29 @@ void CVideoEncoder::InitSoftH264(unsigned int /*frameRate*/, unsigned int bitRat
     m_pCodecContext->flags &= ~AV_CODEC_FLAG_LOOP_FILTER;
     m_pCodecContext->flags |= AV_CODEC_FLAG_4MV;
     av_dict_set(&m_pOpenOptions, "rc_eq", "blurCplx^(1-qComp)", 0);
+}
+
+void CVideoEncoder::InitH264Rate(unsigned int bitRate) {
+    m_pCodecContext->bit_rate_tolerance = static_cast<int>(bitRate);
+    m_pCodecContext->rc_max_rate = bitRate;
+    m_pCodecContext->rc_buffer_size = static_cast<int>(bitRate * 0.5);
+    m_pCodecContext->qmin = 10;
+    m_pCodecContext->qmax = 51;
+}
+
+// x264 heeds all of what InitSoftH264 says, most of which OpenH264 does not: it would search long, leave edges
+// unsmoothed and call any size level 3. So it gets the rate, and is asked for what OpenH264 does, at about its speed.
+void CVideoEncoder::InitH264StandIn(unsigned int bitRate) {
+    InitH264Rate(bitRate);
+    m_pCodecContext->width &= ~1;
+    m_pCodecContext->height &= ~1;
+    m_pCodecContext->thread_count = 1;  // and so one slice
+    if (m_pCodecContext->gop_size == 0) {
+        m_pCodecContext->gop_size = INT_MAX;  // no key picture but the first
+    }
+    av_dict_set(&m_pOpenOptions, "preset", "superfast", 0);
+    av_dict_set(&m_pOpenOptions, "tune", "zerolatency", 0);
+    av_dict_set(&m_pOpenOptions, "profile", "baseline", 0);
 }
 
 void CVideoEncoder::InitSoftNotH264(unsigned int frameRate, unsigned int bitRate) {

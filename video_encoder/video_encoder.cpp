@@ -4,6 +4,7 @@
 #include <new>
 
 #include "codrelay/utils/clock.h"
+#include "front/registry/codec_names.h"
 #include "front/registry/ffmpeg_registry.h"
 #include "support/codec_context.h"
 #include "support/delete_object.h"
@@ -41,6 +42,7 @@ CVideoEncoder::CVideoEncoder(int codecId, const char* codecName, unsigned int co
     if (codecName != nullptr) {
         std::strncpy(m_szCodecName, codecName, sizeof(m_szCodecName) - 1);
     }
+    m_bX264 = std::strcmp(m_szCodecName, kH264StandIn) == 0;
 }
 
 CVideoEncoder::~CVideoEncoder() = default;

@@ -45,6 +45,8 @@ protected:
     void InitCommon(unsigned int frameRate, unsigned int bitRate, int keyInterval);
     void InitSoftAny(unsigned int frameRate, unsigned int bitRate);
     void InitSoftH264(unsigned int frameRate, unsigned int bitRate);
+    void InitH264Rate(unsigned int bitRate);
+    void InitH264StandIn(unsigned int bitRate);
     void InitSoftNotH264(unsigned int frameRate, unsigned int bitRate);
     void InitSoftMJPEG();
 
@@ -69,4 +71,5 @@ protected:
     AVDictionary* m_pOpenOptions = nullptr;
     long long m_nLastStatMs;
     CodecStat m_Stat;
+    bool m_bX264 = false;  // stands in for OpenH264
 };

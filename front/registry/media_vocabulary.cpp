@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "front/registry/codec_names.h"
 #include "support/log_front.h"
 
 const int VideoCodecToAvCodecId[7] = {
@@ -16,41 +17,10 @@ const char* const VideoCodecLogName[10] = {
 
 namespace {
 
-// Indexed by id; null where the look-up fails. H.264 is encoded by OpenH264, and nothing encodes H.265.
-constexpr const char* kVideoEncoderNames[] = {nullptr, "libxvid", nullptr, "flv",         "mpeg4",
-                                              "h263",  "mjpeg",   "mjpeg", "libopenh264", nullptr};
-constexpr const char* kVideoDecoderNames[] = {nullptr, "mpeg4", nullptr, "flv",  "mpeg4",
-                                              "h263",  "mjpeg", "mjpeg", "h264", "hevc"};
-
 // Long names, since formats are found by them. Indexed by id.
 constexpr const char* kMuxerFormatNames[] = {
     nullptr,      "FLV format",  "MP4 (MPEG-4 Part 14)",          "WebM file format",
     "3GP format", "3GP2 format", "AVI (Audio Video Interleaved)", "MPEG-2 transport stream format"};
-
-struct AudioCodec {
-    int id;
-    AVCodecID avCodecId;
-    const char* encoderName;
-    const char* decoderName;
-};
-
-// Opus is not here: FFmpeg has no part in it.
-constexpr AudioCodec kAudioCodecs[] = {
-    {AUDIO_CODEC_AMRNB, AV_CODEC_ID_AMR_NB, "libopencore_amrnb", "libopencore_amrnb"},
-    {AUDIO_CODEC_AMRWB, AV_CODEC_ID_AMR_WB, "libopencore_amrwb", "libopencore_amrwb"},
-    {AUDIO_CODEC_AAC, AV_CODEC_ID_AAC, "aac", "aac"},
-    {AUDIO_CODEC_MP3, AV_CODEC_ID_MP3, "libmp3lame", "mp3"},
-    {AUDIO_CODEC_G726_16, AV_CODEC_ID_ADPCM_G726, "g726", "g726"},
-    {AUDIO_CODEC_G726_24, AV_CODEC_ID_ADPCM_G726, "g726", "g726"},
-    {AUDIO_CODEC_G726_32, AV_CODEC_ID_ADPCM_G726, "g726", "g726"},
-    {AUDIO_CODEC_G726_40, AV_CODEC_ID_ADPCM_G726, "g726", "g726"},
-    {AUDIO_CODEC_MULAW, AV_CODEC_ID_PCM_MULAW, "pcm_mulaw", "pcm_mulaw"},
-    {AUDIO_CODEC_ALAW, AV_CODEC_ID_PCM_ALAW, "pcm_alaw", "pcm_alaw"},
-    {AUDIO_CODEC_PCM_U16LE, AV_CODEC_ID_PCM_U16LE, "pcm_u16le", "pcm_u16le"},
-    {AUDIO_CODEC_PCM_S16LE, AV_CODEC_ID_PCM_S16LE, "pcm_s16le", "pcm_s16le"},
-    {AUDIO_CODEC_ADPCM_IMA_WAV, AV_CODEC_ID_ADPCM_IMA_WAV, "adpcm_ima_wav", "adpcm_ima_wav"},
-    {AUDIO_CODEC_PCM_S16BE, AV_CODEC_ID_PCM_S16BE, "pcm_s16be", "pcm_s16be"},
-};
 
 struct ColorSpace {
     int id;
@@ -89,6 +59,12 @@ const char* LookUpAudio(const char* AudioCodec::*name, const char* function, int
     return NamedOrLogged(codec != nullptr ? codec->*name : nullptr, function, id);
 }
 
+// Asked for once: FFmpeg's list is long.
+const char* H264EncoderName() {
+    static const char* const name = StandsInForH264() ? kH264StandIn : kVideoEncoderNames[VIDEO_CODEC_H264];
+    return name;
+}
+
 }  // namespace
 
 const char* GetMuxerFormatName(int id) {
@@ -96,7 +72,7 @@ const char* GetMuxerFormatName(int id) {
 }
 
 const char* GetFFmpegVideoEncoderName(int id) {
-    return LookUp(kVideoEncoderNames, "GetFFmpegVideoEncoderName", id);
+    return id == VIDEO_CODEC_H264 ? H264EncoderName() : LookUp(kVideoEncoderNames, "GetFFmpegVideoEncoderName", id);
 }
 
 const char* GetFFmpegVideoDecoderName(int id) {

@@ -24,8 +24,9 @@ PeerPicture Parse(std::string line) {
 }  // namespace
 
 std::vector<PeerPicture> PeerPictures(const std::string& path, const std::string& options) {
-    const ProcessResult run = RunCommand("ffmpeg -nostdin -v error -i '" + path +
-                                         "' -map 0:v:0 -vsync passthrough -autoscale 0 " + options + " -f framemd5 -");
+    const ProcessResult run =
+        RunCommand("ffmpeg -nostdin -v error -i '" + path + "' -map 0:v:0 -fps_mode passthrough -noautoscale " +
+                   options + " -f framemd5 -");
     if (run.exitCode != 0) {
         throw std::runtime_error("the peer does not decode " + path + ": " + run.err);
     }

@@ -98,7 +98,7 @@ TEST(FfmepgFileDemuxer, TheFirstH264StreamIsTheOneFiltered) {
                              {AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264},
                              {AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264}});
     std::vector<int> filtered;
-    reading.script.filter = [&](AVCodecContext* codec, std::uint8_t**, int*, const std::uint8_t*, int size, int) {
+    reading.script.filter = [&](StreamParameters* codec, std::uint8_t**, int*, const std::uint8_t*, int size, int) {
         EXPECT_EQ(codec->codec_type, AVMEDIA_TYPE_VIDEO);
         EXPECT_EQ(size, 4);
         filtered.push_back(reading.next.stream);
@@ -113,7 +113,7 @@ TEST(FfmepgFileDemuxer, TheFirstH264StreamIsTheOneFiltered) {
 
 TEST(FfmepgFileDemuxer, AFilterThatGivesNothingLeavesThePacket) {
     ScriptedReading reading({{AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264}});
-    reading.script.filter = [](AVCodecContext*, std::uint8_t**, int*, const std::uint8_t*, int, int) { return 0; };
+    reading.script.filter = [](StreamParameters*, std::uint8_t**, int*, const std::uint8_t*, int, int) { return 0; };
     reading.next.pts = 3;
     EXPECT_EQ(reading.demuxer.ReadNextFrame(), 1);
     const unsigned char bytes[] = {9, 9, 9, 9};
@@ -124,7 +124,8 @@ TEST(FfmepgFileDemuxer, AFilterThatGivesNothingLeavesThePacket) {
 TEST(FfmepgFileDemuxer, AFilteredPacketReplacesTheOneRead) {
     ScriptedReading reading({{AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC}, {AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264, {1, 100}}});
     std::vector<int> keys;
-    reading.script.filter = [&](AVCodecContext*, std::uint8_t** out, int* outSize, const std::uint8_t*, int, int key) {
+    reading.script.filter = [&](StreamParameters*, std::uint8_t** out, int* outSize, const std::uint8_t*, int,
+                                int key) {
         keys.push_back(key);
         *out = static_cast<std::uint8_t*>(av_malloc(2));
         *outSize = 2;
@@ -154,13 +155,13 @@ TEST(FfmepgFileDemuxer, APacketThatTheFilterRefusesIsSkipped) {
     LogCapture log;
     ScriptedReading reading({{AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264}});
     log.Take();
-    reading.script.filter = [](AVCodecContext*, std::uint8_t**, int*, const std::uint8_t*, int, int) { return -1; };
+    reading.script.filter = [](StreamParameters*, std::uint8_t**, int*, const std::uint8_t*, int, int) { return -1; };
     EXPECT_EQ(reading.demuxer.ReadNextFrame(), 0);
     EXPECT_THAT(log.Take(), ElementsAre(Failed("filter filter")));
     EXPECT_THAT(reading.callback.packets, IsEmpty());
     EXPECT_THAT(reading.script.released, IsEmpty()) << "held until the next read";
     EXPECT_TRUE(reading.demuxer.IsOpen());
-    reading.script.filter = [](AVCodecContext*, std::uint8_t**, int*, const std::uint8_t*, int, int) { return 0; };
+    reading.script.filter = [](StreamParameters*, std::uint8_t**, int*, const std::uint8_t*, int, int) { return 0; };
     EXPECT_EQ(reading.demuxer.ReadNextFrame(), 1);
     EXPECT_THAT(reading.script.released, ElementsAre("av_free_packet"));
     EXPECT_THAT(log.Take(), IsEmpty());
@@ -168,7 +169,7 @@ TEST(FfmepgFileDemuxer, APacketThatTheFilterRefusesIsSkipped) {
 
 TEST(FfmepgFileDemuxer, WhatAFilterHasMadeBeforeItFailsIsFreed) {
     ScriptedReading reading({{AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264}});
-    reading.script.filter = [](AVCodecContext*, std::uint8_t** out, int* outSize, const std::uint8_t*, int, int) {
+    reading.script.filter = [](StreamParameters*, std::uint8_t** out, int* outSize, const std::uint8_t*, int, int) {
         *out = static_cast<std::uint8_t*>(av_malloc(2));
         *outSize = 2;
         return -1;
@@ -176,7 +177,7 @@ TEST(FfmepgFileDemuxer, WhatAFilterHasMadeBeforeItFailsIsFreed) {
     EXPECT_EQ(reading.demuxer.ReadNextFrame(), 0);
     EXPECT_THAT(reading.script.released, ElementsAre("av_free"));
     reading.script.released.clear();
-    reading.script.filter = [](AVCodecContext*, std::uint8_t** out, int*, const std::uint8_t* in, int, int) {
+    reading.script.filter = [](StreamParameters*, std::uint8_t** out, int*, const std::uint8_t* in, int, int) {
         *out = const_cast<std::uint8_t*>(in);
         return -1;
     };
@@ -219,7 +220,7 @@ TEST(FfmepgFileDemuxer, ABrokenHeaderFailsOneReadAndThenLeavesTheBytes) {
     FfmpegScript script;
     script.findStreamInfo = [](AVFormatContext* context) {
         const int result = RealFindStreamInfo(context);
-        context->streams[0]->codec->extradata_size = 5;
+        ParametersOf(context->streams[0])->extradata_size = 5;
         return result;
     };
     ASSERT_TRUE(reading.Open(Clip("demux_film.mp4")));

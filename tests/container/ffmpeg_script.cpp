@@ -39,11 +39,12 @@ int OpenFake(AVFormatContext** context, const std::vector<FakeStream>& streams) 
     for (const FakeStream& fake : streams) {
         AVStream* stream = avformat_new_stream(*context, nullptr);
         stream->time_base = fake.timeBase;
-        stream->codec->codec_type = fake.type;
-        stream->codec->codec_id = fake.codec;
-        stream->codec->sample_fmt = fake.sampleFormat;
-        stream->codec->sample_rate = 8000;
-        stream->codec->channels = 3;
+        StreamParameters* codec = ParametersOf(stream);
+        codec->codec_type = fake.type;
+        codec->codec_id = fake.codec;
+        SetSampleFormat(codec, fake.sampleFormat);
+        codec->sample_rate = 8000;
+        SetChannels(codec, 3);
     }
     return 0;
 }
@@ -73,9 +74,9 @@ AVIOContext* __wrap_avio_alloc_context(unsigned char* buffer, int size, int isWr
                                : __real_avio_alloc_context(buffer, size, isWritable, opaque, read, write, seek);
 }
 
-int __real_avformat_open_input(AVFormatContext** context, const char* url, AVInputFormat* format,
+int __real_avformat_open_input(AVFormatContext** context, const char* url, FfmpegInFormat* format,
                                AVDictionary** options);
-int __wrap_avformat_open_input(AVFormatContext** context, const char* url, AVInputFormat* format,
+int __wrap_avformat_open_input(AVFormatContext** context, const char* url, FfmpegInFormat* format,
                                AVDictionary** options) {
     const auto* scripted = Scripted(&FfmpegScript::openInput);
     return scripted != nullptr ? (*scripted)(context, url, format)
@@ -100,9 +101,9 @@ AVBitStreamFilterContext* __wrap_av_bitstream_filter_init(const char* name) {
     return scripted != nullptr ? (*scripted)(name) : __real_av_bitstream_filter_init(name);
 }
 
-int __real_av_bitstream_filter_filter(AVBitStreamFilterContext* filter, AVCodecContext* codec, const char* arguments,
+int __real_av_bitstream_filter_filter(AVBitStreamFilterContext* filter, StreamParameters* codec, const char* arguments,
                                       std::uint8_t** out, int* outSize, const std::uint8_t* in, int inSize, int key);
-int __wrap_av_bitstream_filter_filter(AVBitStreamFilterContext* filter, AVCodecContext* codec, const char* arguments,
+int __wrap_av_bitstream_filter_filter(AVBitStreamFilterContext* filter, StreamParameters* codec, const char* arguments,
                                       std::uint8_t** out, int* outSize, const std::uint8_t* in, int inSize, int key) {
     const auto* scripted = Scripted(&FfmpegScript::filter);
     return scripted != nullptr
@@ -140,7 +141,7 @@ void __wrap_avformat_close_input(AVFormatContext** context) {
 
 }  // extern "C"
 
-int RealOpenInput(AVFormatContext** context, const char* url, AVInputFormat* format) {
+int RealOpenInput(AVFormatContext** context, const char* url, FfmpegInFormat* format) {
     return __real_avformat_open_input(context, url, format, nullptr);
 }
 

@@ -18,11 +18,11 @@ struct FfmpegScript {
     std::function<void*(std::size_t)> malloc;
     std::function<AVFormatContext*()> allocContext;
     std::function<AVIOContext*()> allocIo;
-    std::function<int(AVFormatContext**, const char*, AVInputFormat*)> openInput;
+    std::function<int(AVFormatContext**, const char*, FfmpegInFormat*)> openInput;
     std::function<int(AVFormatContext*)> findStreamInfo;
     std::function<int(AVFormatContext*, AVPacket*)> readFrame;
     std::function<AVBitStreamFilterContext*(const char*)> initFilter;
-    std::function<int(AVCodecContext*, std::uint8_t**, int*, const std::uint8_t*, int, int)> filter;
+    std::function<int(StreamParameters*, std::uint8_t**, int*, const std::uint8_t*, int, int)> filter;
 
     /// The releasing calls since the script began, in order: av_free, av_free_packet, av_bitstream_filter_close (when
     /// there is a filter), avformat_close_input (when there is a context).
@@ -30,7 +30,7 @@ struct FfmpegScript {
 };
 
 /// The real functions, for scripts that only look or change a detail.
-int RealOpenInput(AVFormatContext** context, const char* url, AVInputFormat* format);
+int RealOpenInput(AVFormatContext** context, const char* url, FfmpegInFormat* format);
 int RealFindStreamInfo(AVFormatContext* context);
 int RealReadFrame(AVFormatContext* context, AVPacket* packet);
 

@@ -10,6 +10,7 @@
 #include "common/log_capture.h"
 #include "container/ffmpeg_lines.h"
 #include "container/mux_script.h"
+#include "container/stream_parameters.h"
 
 namespace {
 
@@ -123,12 +124,11 @@ TEST_F(MuxerMem, DescribesItsVideoStreamInItsOwnWay) {
     AVFormatContext* context = avformat_alloc_context();
     context->oformat = av_guess_format("mp4", nullptr, nullptr);
     const AVStream* video = Created(H264And(AV_CODEC_ID_MP3)).AddVideoStream(context);
-    EXPECT_EQ(video->codec->bit_rate, 1048576);
-    EXPECT_EQ(video->codec->rc_buffer_size, 1048576);
-    EXPECT_EQ(video->codec->rc_max_rate, 1048576);
-    EXPECT_EQ(video->codec->gop_size, 50);
-    EXPECT_EQ(video->codec->codec_id, AV_CODEC_ID_H264);
-    EXPECT_EQ(video->codec->width, 320);
+    const StreamParameters* pictures = ParametersOf(video);
+    EXPECT_EQ(pictures->bit_rate, 1048576);
+    EXPECT_EQ(pictures->codec_id, AV_CODEC_ID_H264);
+    EXPECT_EQ(pictures->width, 320);
+    ExpectEncoderHints(*pictures, 1048576, 50);
     EXPECT_EQ(video->duration, 4000000);
     avformat_free_context(context);
 }

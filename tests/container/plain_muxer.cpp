@@ -23,22 +23,21 @@ PlainMuxer::PlainMuxer(const char* formatName, const MUXER_PARAM& param) {
         m_pVideo = NewStream(param.videoCodec, AVMEDIA_TYPE_VIDEO);
         m_pVideo->time_base = AVRational{1, 25};
         m_pVideo->duration = int64_t{param.durationSec} * AV_TIME_BASE;
-        AVCodecContext* codec = m_pVideo->codec;
+        StreamParameters* codec = ParametersOf(m_pVideo);
         codec->width = param.width;
         codec->height = param.height;
-        codec->time_base = AVRational{1, 25};
-        codec->pix_fmt = AV_PIX_FMT_YUV420P;
-        codec->bit_rate = codec->rc_max_rate = codec->rc_buffer_size = 0x100000;
-        codec->gop_size = 50;
+        SetPixelFormat(codec, AV_PIX_FMT_YUV420P);
+        codec->bit_rate = 0x100000;
+        SetEncoderHints(codec, codec->bit_rate, 50, AVRational{1, 25});
     }
     if (param.audioCodec != 0) {
         m_pAudio = NewStream(param.audioCodec, AVMEDIA_TYPE_AUDIO);
         m_pAudio->id = 1;
-        AVCodecContext* codec = m_pAudio->codec;
-        codec->sample_fmt = AV_SAMPLE_FMT_S16;
+        StreamParameters* codec = ParametersOf(m_pAudio);
+        SetSampleFormat(codec, AV_SAMPLE_FMT_S16);
         codec->bit_rate = param.audioBitRate;
         codec->sample_rate = param.sampleRate;
-        codec->channels = param.channels;
+        SetChannels(codec, param.channels);
         codec->frame_size = param.audioCodec == AV_CODEC_ID_MP3 ? 1152 : 0;
     }
     Check(avformat_write_header(m_pContext, nullptr), "avformat_write_header");
@@ -65,8 +64,8 @@ const std::vector<unsigned char>& PlainMuxer::Finish() {
 
 AVStream* PlainMuxer::NewStream(int codecId, AVMediaType type) {
     AVStream* stream = avformat_new_stream(m_pContext, nullptr);
-    stream->codec->codec_id = static_cast<AVCodecID>(codecId);
-    stream->codec->codec_type = type;
+    ParametersOf(stream)->codec_id = static_cast<AVCodecID>(codecId);
+    ParametersOf(stream)->codec_type = type;
     return stream;
 }
 

@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # Fails where the library calls a function of FFmpeg's or libopus's that no test makes fail, unless it is listed as one
-# whose result tells of no failure:  check_scripted_calls.sh LIBRARY LIST CALL...
+# whose result tells of no failure:  check_scripted_calls.sh LIBRARY "LIST..." CALL...
 set -euo pipefail
 
 library=$1
-list=$2
+read -ra lists <<<"$2"
 shift 2
 
 called=$(nm --dynamic --undefined-only "$library" | awk '{sub(/@.*/, "", $2); print $2}' |
     grep -E '^(av|sws_|swr_|opus_)' | sort -u)
-known=$( (cat "$list" && printf '%s\n' "$@") | sort)
+known=$( (cat "${lists[@]}" && printf '%s\n' "$@") | sort)
 
 doubled=$(uniq -d <<<"$known")
 unknown=$(comm -23 <(echo "$called") <(echo "$known"))

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "support/ffmpeg.h"
+#include "steadiness/failing_call.h"
 
 namespace failing_ffmpeg {
 
@@ -14,6 +14,13 @@ namespace {
 std::atomic<const char*> g_Call{nullptr};
 std::atomic<long> g_Left{0};
 std::atomic<bool> g_Failed{false};
+
+std::vector<std::string>& Calls() {
+    static std::vector<std::string> calls;
+    return calls;
+}
+
+}  // namespace
 
 bool Fails(const char* call) {
     const char* const armed = g_Call;
@@ -24,17 +31,10 @@ bool Fails(const char* call) {
     return true;
 }
 
-std::vector<std::string>& Calls() {
-    static std::vector<std::string> calls;
-    return calls;
-}
-
 bool Enter(const char* call) {
     Calls().emplace_back(call);
     return true;
 }
-
-}  // namespace
 
 const std::vector<std::string>& AllCalls() {
     return Calls();
@@ -55,19 +55,7 @@ bool Disarm() {
 
 }  // namespace failing_ffmpeg
 
-using failing_ffmpeg::Fails;
-
-// FAILING(RESULT, NAME, WHAT A FAILURE IS, (PARAMETERS), (ARGUMENTS))
-#define FAILING(result, name, failure, parameters, arguments)      \
-    extern "C" result __real_##name parameters;                    \
-    extern "C" result __wrap_##name parameters {                   \
-        return Fails(#name) ? (failure) : __real_##name arguments; \
-    }                                                              \
-    [[maybe_unused]] static const bool entered_##name = failing_ffmpeg::Enter(#name);
-
 namespace {
-
-constexpr int kError = AVERROR(EIO);
 
 /// What a failed opening does to the context: it is gone.
 int DropContext(AVFormatContext** context) {
@@ -105,10 +93,10 @@ FAILING(int, av_samples_get_buffer_size, kError,
         (linesize, channels, samples, format, align))
 FAILING(AVSampleFormat, av_get_packed_sample_fmt, AV_SAMPLE_FMT_NONE, (AVSampleFormat format), (format))
 
-FAILING(AVCodec*, avcodec_find_decoder_by_name, nullptr, (const char* name), (name))
-FAILING(AVCodec*, avcodec_find_encoder_by_name, nullptr, (const char* name), (name))
-FAILING(AVOutputFormat*, av_oformat_next, nullptr, (const AVOutputFormat* format), (format))
-FAILING(AVInputFormat*, av_iformat_next, nullptr, (const AVInputFormat* format), (format))
+FAILING(FfmpegCodec*, avcodec_find_decoder_by_name, nullptr, (const char* name), (name))
+FAILING(FfmpegCodec*, avcodec_find_encoder_by_name, nullptr, (const char* name), (name))
+FAILING(FfmpegOutFormat*, av_oformat_next, nullptr, (const AVOutputFormat* format), (format))
+FAILING(FfmpegInFormat*, av_iformat_next, nullptr, (const AVInputFormat* format), (format))
 
 FAILING(AVCodecContext*, avcodec_alloc_context3, nullptr, (const AVCodec* codec), (codec))
 FAILING(int, avcodec_open2, kError, (AVCodecContext * context, const AVCodec* codec, AVDictionary** options),
@@ -127,13 +115,13 @@ FAILING(int, avcodec_fill_audio_frame, kError,
 
 FAILING(AVFormatContext*, avformat_alloc_context, nullptr, (), ())
 FAILING(int, avformat_open_input, DropContext(context),
-        (AVFormatContext * *context, const char* path, AVInputFormat* format, AVDictionary** options),
+        (AVFormatContext * *context, const char* path, FfmpegInFormat* format, AVDictionary** options),
         (context, path, format, options))
 FAILING(int, avformat_find_stream_info, kError, (AVFormatContext * context, AVDictionary** options), (context, options))
 FAILING(int, av_read_frame, kError, (AVFormatContext * context, AVPacket* packet), (context, packet))
 FAILING(AVBitStreamFilterContext*, av_bitstream_filter_init, nullptr, (const char* name), (name))
 FAILING(int, av_bitstream_filter_filter, kError,
-        (AVBitStreamFilterContext * filter, AVCodecContext* codec, const char* arguments, uint8_t** out, int* outSize,
+        (AVBitStreamFilterContext * filter, StreamParameters* codec, const char* arguments, uint8_t** out, int* outSize,
          const uint8_t* in, int inSize, int key),
         (filter, codec, arguments, out, outSize, in, inSize, key))
 FAILING(int, avformat_alloc_output_context2, kError,

@@ -2,6 +2,10 @@
 // target: its fast paths read and write whole vector registers.
 #include <gtest/gtest.h>
 
+extern "C" {
+#include <libavutil/cpu.h>
+}
+
 #include <cstdlib>
 #include <cstring>
 #include <random>

@@ -5,6 +5,7 @@
 #include <deque>
 #include <optional>
 
+#include "common/ffmpeg_generation.h"
 #include "common/log_capture.h"
 #include "video_decoder/test_decoder.h"
 
@@ -280,6 +281,27 @@ TEST_F(DecodeScript, OfTwoPicturesTheLastIsDelivered) {
     EXPECT_EQ(Run({Send(0), Picture(5), Picture(6), Receive(kAgain)}), 0);
     EXPECT_EQ(Value(), 6);
     EXPECT_THAT(m_Log.Take(), IsEmpty());
+}
+
+// From FFmpeg 7 on all that waits comes out at the end of a sequence: the second picture is the next call's.
+TEST_F(DecodeScript, OfTwoPicturesOfH265TheSecondWaitsOnFfmpeg7) {
+    Use(kH265);
+    EXPECT_EQ(Run({Send(0), Picture(5), Picture(6), Receive(kAgain)}), 0);
+    EXPECT_EQ(Value(), IsFfmpeg7() ? 5 : 6);
+    EXPECT_EQ(Run({Send(0), Receive(kAgain)}), IsFfmpeg7() ? 0 : 3);
+    EXPECT_EQ(Value(), 6);
+    EXPECT_EQ(Run({Send(0), Receive(kAgain)}), 3);
+}
+
+TEST_F(DecodeScript, AnErrorCostsOneOfThePicturesOfH265ThatWaitOnFfmpeg7) {
+    Use(kH265);
+    EXPECT_EQ(Run({Send(0), Picture(5), Picture(6), Receive(AVERROR_INVALIDDATA)}), 2);
+    EXPECT_EQ(Run({Send(AVERROR_INVALIDDATA)}), 2);
+    EXPECT_EQ(m_Frame, nullptr);
+    EXPECT_EQ(Run({Send(0), Receive(kAgain)}), IsFfmpeg7() ? 0 : 3);
+    if (IsFfmpeg7()) {
+        EXPECT_EQ(Value(), 6);
+    }
 }
 
 TEST_F(DecodeScript, OfTwoPicturesARateLimitKeepsTheFirst) {

@@ -1,5 +1,6 @@
 #include "video_decoder/reference_scaler.h"
 
+#include <algorithm>
 #include <new>
 #include <random>
 
@@ -74,8 +75,8 @@ Picture NoisePicture(AVPixelFormat format, int width, int height, unsigned int s
     Picture picture = EmptyPicture(format, width, height);
     std::minstd_rand noise(seed);
     for (const AVBufferRef* buffer : picture->buf) {
-        for (int i = 0; buffer != nullptr && i < buffer->size; ++i) {
-            buffer->data[i] = static_cast<uint8_t>(noise() >> 8);
+        if (buffer != nullptr) {
+            std::generate_n(buffer->data, buffer->size, [&noise] { return static_cast<uint8_t>(noise() >> 8); });
         }
     }
     return picture;

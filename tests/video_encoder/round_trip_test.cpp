@@ -159,9 +159,9 @@ std::string AsText(const Bytes& bytes) {
 
 /// All pictures of a stream, one after the other.
 std::string DecodedByThePeer(const std::string& format, const Bytes& stream) {
-    const ProcessResult decoded =
-        RunCommand("ffmpeg -nostdin -v error -xerror -f " + format + " -i pipe:0 -vsync passthrough -f rawvideo pipe:1",
-                   AsText(stream));
+    const ProcessResult decoded = RunCommand(
+        "ffmpeg -nostdin -v error -xerror -f " + format + " -i pipe:0 -fps_mode passthrough -f rawvideo pipe:1",
+        AsText(stream));
     EXPECT_EQ(decoded.exitCode, 0);
     EXPECT_EQ(decoded.err, "");
     return decoded.out;

@@ -1,10 +1,12 @@
 // A host that uses the system's own FFmpeg and the library in one process: the system's encodes a picture and decodes
-// it, the library decodes it too, and both say the same.
+// it, the library decodes it too, and both say the same. Each has an FFmpeg of its own, unless they are of one major
+// version: then the process has one, the system's, and it serves both.
 #include <codrelay/codrelay.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -87,13 +89,15 @@ Bytes DecodeByLibrary(Bytes jpeg) {
     return Bytes(picture->GetConstData(), picture->GetConstData() + width * height * 3 / 2);
 }
 
-bool IsLoaded(const std::string& library) {
+/// The files of that library in the process.
+std::set<std::string> Loaded(const std::string& library) {
     std::ifstream maps("/proc/self/maps");
+    std::set<std::string> files;
     std::string line;
     while (std::getline(maps, line))
-        if (line.find(library) != std::string::npos)
-            return true;
-    return false;
+        if (line.find("/" + library) != std::string::npos)
+            files.insert(line.substr(line.find('/')));
+    return files;
 }
 
 }  // namespace
@@ -101,13 +105,14 @@ bool IsLoaded(const std::string& library) {
 int main() {
     Require(Codrelay_Create(nullptr) == 1, "starting the library");
     const std::string systems = "libavcodec.so." + std::to_string(avcodec_version() >> 16);
-    Require(systems != "libavcodec.so.58", "another FFmpeg on the system than the library's");
-    Require(IsLoaded(systems) && IsLoaded("libavcodec.so.58"), "both FFmpegs in the process");
+    const std::string librarys = LIBRARYS_LIBAVCODEC;
+    Require(Loaded(systems).size() == 1 && Loaded(librarys).size() == 1, "one file of each FFmpeg in the process");
+    Require(Loaded("libavcodec.so").size() == (systems == librarys ? 1 : 2), "no other FFmpeg in the process");
 
     AVFrame* frame = Gradient();
     const Bytes jpeg = EncodeBySystem(frame);
     av_frame_free(&frame);
     Require(DecodeBySystem(jpeg) == DecodeByLibrary(jpeg), "the same picture from both");
     Codrelay_Destroy();
-    std::printf("%s and libavcodec.so.58 decoded %zu bytes to the same picture\n", systems.c_str(), jpeg.size());
+    std::printf("%s and %s decoded %zu bytes to the same picture\n", systems.c_str(), librarys.c_str(), jpeg.size());
 }

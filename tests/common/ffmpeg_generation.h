@@ -1,0 +1,13 @@
+#pragma once
+
+#include "support/ffmpeg.h"
+
+/// Whether the test runs on FFmpeg 4, the reference. Where a later generation differs for a host, a test says in what.
+inline bool IsReferenceFfmpeg() {
+    return avcodec_version() >> 16 == 58;
+}
+
+/// Whether it runs on FFmpeg 7, which differs from 4 and 5 in more.
+inline bool IsFfmpeg7() {
+    return avcodec_version() >> 16 == 61;
+}
