@@ -315,8 +315,8 @@ TEST(FfmpegRegistry, FfmpegsOwnNamesOfRenamedFormatsFindNothing) {
                              "MPEG-2 transport stream format"}) {
         EXPECT_EQ(lib->FindInFormat(name), nullptr) << name;
     }
-    for (const auto& [longName, name] : Names{{"WAV / WAVE (Waveform Audio)", "wav"},
-                                              {"ASF (Advanced / Active Streaming Format)", "asf"}}) {
+    for (const auto& [longName, name] :
+         Names{{"WAV / WAVE (Waveform Audio)", "wav"}, {"ASF (Advanced / Active Streaming Format)", "asf"}}) {
         const AVOutputFormat* format = lib->FindOutFormat(longName.c_str());
         ASSERT_NE(format, nullptr) << longName;
         EXPECT_EQ(format->name, name);
