@@ -11,7 +11,8 @@ packages=(
     libcli11-dev libpng-dev libssl-dev
     # tests, benchmarks and checks
     libgtest-dev libgmock-dev libbenchmark-dev gcovr valgrind locales tzdata clang-14 libclang-rt-14-dev llvm-14
-    clang-format-14 clang-tidy-14 cppcheck opus-tools libvo-amrwbenc-dev ffmpeg doxygen parallel
+    clang-format-14 clang-tidy-14 cppcheck opus-tools ffmpeg doxygen parallel
+    libopencore-amrnb-dev libopencore-amrwb-dev libvo-amrwbenc-dev
     # the page of the benchmarks
     jq gnuplot-nox
     # the install tests (Debian's own FFmpeg beside ours), the description of the binary interface, the package
@@ -21,7 +22,7 @@ if [ "${CODRELAY_FFMPEG:-}" = system ]; then
     # the extra one has the decoders of AMR
     packages+=(libavformat-dev libavfilter-dev libswscale-dev libswresample-dev libavcodec-extra)
 else
-    packages+=(make nasm xz-utils libopenh264-dev libmp3lame-dev libopencore-amrnb-dev libopencore-amrwb-dev zlib1g-dev)
+    packages+=(make nasm xz-utils libopenh264-dev libmp3lame-dev zlib1g-dev)
 fi
 
 missing_packages() {
