@@ -10,6 +10,7 @@
 #include "audio/scripted_failures.h"
 #include "codrelay/audio_format.h"
 #include "codrelay/media_ids.h"
+#include "common/codecs_at_hand.h"
 #include "common/log_capture.h"
 #include "front/registry/ffmpeg_registry.h"
 
@@ -253,6 +254,7 @@ struct Refusal {
 class Refusals : public AudioDecoderTest, public testing::WithParamInterface<Refusal> {};
 
 TEST_P(Refusals, AreFfmpegs) {
+    SKIP_WITHOUT_DECODER(GetParam().name);
     LogCapture log;
     EXPECT_FALSE(Create(Make(GetParam().id, GetParam().name), GetParam().channels, GetParam().sampleRate));
     EXPECT_EQ(sampleFormat, -7);
@@ -294,6 +296,7 @@ struct Opening {
 class Openings : public AudioDecoderTest, public testing::WithParamInterface<Opening> {};
 
 TEST_P(Openings, ReportThePackedFormat) {
+    SKIP_WITHOUT_DECODER(GetParam().name);
     auto& decoder = Make(GetParam().id, GetParam().name);
     EXPECT_TRUE(Create(decoder, GetParam().channels, 16000));
     EXPECT_EQ(sampleFormat, GetParam().flag);
