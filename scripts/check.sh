@@ -8,6 +8,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$(project_root)"
 scripts/setup.sh
 cmake --preset dev >/dev/null
+cmake --preset system >/dev/null
 
 say "clang-format"
 git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format-14 --dry-run --Werror
@@ -15,8 +16,13 @@ git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format-14 --dry-run --Werror
 # The commands of the sources themselves; those that CMake makes up, such as one for each header, are not ours.
 mapfile -t sources < <(git ls-files '*.cpp' ':!tests/*' ':!benchmarks/*' ':!fuzz/*')
 say "clang-tidy on ${#sources[@]} files"
-printf '%s\0' "${sources[@]}" | xargs -0 -n 1 -P "$(nproc)" clang-tidy-14 -p build/dev --quiet \
-    2> >(grep -v 'warnings\? generated' >&2)
+tidy() {
+    xargs -r -n 1 -P "$(nproc)" clang-tidy-14 -p "$1" --quiet 2> >(grep -v 'warnings\? generated' >&2)
+}
+# What only newer generations of FFmpeg have is read as it is compiled for them.
+newer=support/ffmpeg_former_calls.cpp
+printf '%s\n' "${sources[@]}" | grep -vx "$newer" | tidy build/dev
+tidy build/system <<<"$newer"
 
 say "cppcheck"
 cppcheck --quiet --error-exitcode=1 --std=c++17 --language=c++ --enable=warning,performance,portability \

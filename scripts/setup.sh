@@ -15,12 +15,14 @@ packages=(
     libopencore-amrnb-dev libopencore-amrwb-dev libvo-amrwbenc-dev
     # the page of the benchmarks
     jq gnuplot-nox
-    # the install tests (Debian's own FFmpeg beside ours), the description of the binary interface, the package
-    libavcodec-dev libavutil-dev abigail-tools dpkg-dev debootstrap
+    # Debian's own FFmpeg, for the install tests and for the checks of the sources on both generations
+    libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev libswresample-dev libswscale-dev
+    # the description of the binary interface, the package
+    abigail-tools dpkg-dev debootstrap
 )
 if [ "${CODRELAY_FFMPEG:-}" = system ]; then
-    # the extra one has the decoders of AMR
-    packages+=(libavformat-dev libavfilter-dev libswscale-dev libswresample-dev libavcodec-extra)
+    # the decoders of AMR
+    packages+=(libavcodec-extra)
 else
     packages+=(make nasm xz-utils libopenh264-dev libmp3lame-dev zlib1g-dev)
 fi
