@@ -3,7 +3,8 @@
 #
 #   scripts/check-package.sh           needs root, for debootstrap and chroot, and some minutes
 #
-# The package is left in build/package. The bare Debian is kept in the cache for the next time.
+# The package is left in build/package. The bare Debian is kept in the cache for the next time. CODRELAY_FFMPEG=system
+# makes the package that uses the distribution's own FFmpeg.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -26,12 +27,18 @@ check_contents() {
     local libdir=./usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH) listed path
     listed=$(dpkg-deb --contents "$package" | awk '{ print $6 }')
     for path in ./usr/bin/codrelay "$libdir"/libcodrelay.so{,.1} "$libdir"/libUvqLog.so{,.1} \
-        "$libdir"/codrelay/libavcodec.so.58 "$libdir"/cmake/Codrelay/CodrelayConfig.cmake \
+        "$libdir"/cmake/Codrelay/CodrelayConfig.cmake \
         "$libdir"/pkgconfig/{codrelay,uvqlog}.pc ./usr/include/codrelay/{codrelay,build_record}.h ./usr/include/uvqlog/uvqlog.h \
         ./usr/share/man/man1/codrelay.1 ./usr/share/doc/codrelay/copyright \
         ./usr/share/doc/codrelay/examples/decode_file.cpp; do
         grep -qxF "$path" <<<"$listed" || die "the package lacks $path" "dpkg-deb --contents $package"
     done
+    if [ "${CODRELAY_FFMPEG:-}" = system ]; then
+        ! grep -q '/libavcodec\.so' <<<"$listed" || die "the package holds an FFmpeg" "dpkg-deb --contents $package"
+    else
+        grep -q "^$libdir/codrelay/libavcodec\.so\.[0-9]*$" <<<"$listed" ||
+            die "the package lacks its FFmpeg" "dpkg-deb --contents $package"
+    fi
 }
 
 # A Debian of the same release as this machine's, with the least that there is.

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds a preset and runs its tests:  scripts/test.sh [--preset dev|asan|tsan|coverage] [--label LABEL]
-# With a label, such as "threads", only the tests of that group are built and run.
+# Builds a preset and runs its tests:  scripts/test.sh [--preset dev|system|asan|tsan|coverage] [--label LABEL]
+# With a label, such as "threads", only the tests of that group are built and run. The preset "system" is the everyday
+# build on the distribution's own FFmpeg.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -18,6 +19,7 @@ while [ $# -gt 0 ]; do
 done
 
 cd "$(project_root)"
+[ "$preset" != system ] || export CODRELAY_FFMPEG=system
 scripts/setup.sh
 say "building the preset '$preset'"
 cmake --preset "$preset" >/dev/null

@@ -67,8 +67,8 @@ void CVideoEncoder::InitH264Rate(unsigned int bitRate) {
     m_pCodecContext->qmax = 51;
 }
 
-// x264 heeds all of what InitSoftH264 says, most of which OpenH264 does not: it would search long, leave edges
-// unsmoothed and call any size level 3. So it gets the rate, and is asked for what OpenH264 does, at about its speed.
+// x264 heeds what InitSoftH264 says and OpenH264 does not: it would search long, and call any size level 3. So it gets
+// the rate alone, and is asked for what OpenH264 does, at about the same speed.
 void CVideoEncoder::InitH264StandIn(unsigned int bitRate) {
     InitH264Rate(bitRate);
     m_pCodecContext->width &= ~1;

@@ -7,40 +7,41 @@
 namespace {
 
 struct Alias {
-    const char* ffmpegName;
+    const char* shortName;
     const char* hostName;
 };
 
 constexpr Alias kMuxerAliases[] = {
-    {"FLV (Flash Video)", "FLV format"},
-    {"3GP (3GPP file format)", "3GP format"},
-    {"3GP2 (3GPP2 file format)", "3GP2 format"},
-    {"WebM", "WebM file format"},
-    {"MPEG-TS (MPEG-2 Transport Stream)", "MPEG-2 transport stream format"},
+    {"flv", "FLV format"},
+    {"3gp", "3GP format"},
+    {"3g2", "3GP2 format"},
+    {"webm", "WebM file format"},
+    {"mpegts", "MPEG-2 transport stream format"},
 };
 
 constexpr Alias kDemuxerAliases[] = {
-    {"WAV / WAVE (Waveform Audio)", "WAV format"},
-    {"ASF (Advanced / Active Streaming Format)", "ASF format"},
+    {"wav", "WAV format"},
+    {"asf", "ASF format"},
 };
 
-template <std::size_t N>
-const char* HostName(const Alias (&aliases)[N], const char* longName) {
-    if (longName == nullptr) {
-        return nullptr;
+// By the short name, which no two demuxers share: FFmpeg has two of ASF with one long name.
+template <std::size_t N, typename Format>
+const char* HostName(const Alias (&aliases)[N], const Format* format) {
+    if (format->name == nullptr) {
+        return format->long_name;
     }
-    const auto found = std::find_if(std::begin(aliases), std::end(aliases), [longName](const Alias& alias) {
-        return std::strcmp(alias.ffmpegName, longName) == 0;
+    const auto found = std::find_if(std::begin(aliases), std::end(aliases), [format](const Alias& alias) {
+        return std::strcmp(alias.shortName, format->name) == 0;
     });
-    return found != std::end(aliases) ? found->hostName : longName;
+    return found != std::end(aliases) ? found->hostName : format->long_name;
 }
 
 }  // namespace
 
 const char* LongNameOf(const AVOutputFormat* format) {
-    return HostName(kMuxerAliases, format->long_name);
+    return HostName(kMuxerAliases, format);
 }
 
 const char* LongNameOf(const AVInputFormat* format) {
-    return HostName(kDemuxerAliases, format->long_name);
+    return HostName(kDemuxerAliases, format);
 }

@@ -15,7 +15,9 @@
 #include "audio/audio_packets.h"
 #include "audio/sound.h"
 #include "codrelay/audio_format.h"
+#include "codrelay/ffmpeg_vocabulary.h"
 #include "codrelay/media_ids.h"
+#include "common/codecs_at_hand.h"
 #include "common/log_capture.h"
 #include "common/process.h"
 #include "common/test_media.h"
@@ -245,6 +247,7 @@ Bytes AmrFile(const char* head, const std::vector<Bytes>& frames) {
 }
 
 TEST(Codecs, AmrNbGivesTheSamplesOfItsLibraryAndTheSoundOfTheFfmpegCommand) {
+    SKIP_WITHOUT_DECODER("libopencore_amrnb");
     for (const Mode mode : {MR475, MR795, MR122}) {
         const auto frames = AmrNbFrames(AsShorts(Murmur(8000, 16000)), mode);
         ReadyDecoder decoder(AUDIO_CODEC_AMRNB, 1, 8000);
@@ -268,6 +271,7 @@ TEST(Codecs, AmrNbGivesTheSamplesOfItsLibraryAndTheSoundOfTheFfmpegCommand) {
 }
 
 TEST(Codecs, AmrWbGivesTheSamplesOfItsLibraryAndTheSoundOfTheFfmpegCommand) {
+    SKIP_WITHOUT_DECODER("libopencore_amrwb");
     for (const int mode : {0, 2, 8}) {
         const auto frames = AmrWbFrames(AsShorts(Murmur(16000, 32000)), mode);
         ReadyDecoder decoder(AUDIO_CODEC_AMRWB, 1, 16000);
@@ -406,7 +410,7 @@ TEST(Codecs, RealFilesGiveTheSamplesOfABareDecoder) {
     int checked = 0;
     for (const Listed& row : ListedSound(*manifest)) {
         SCOPED_TRACE(row.file);
-        if (IdOf(row.codec) < 0) {
+        if (IdOf(row.codec) < 0 || !HasDecoder(GetFFmpegAudioDecoderName(IdOf(row.codec)))) {
             continue;
         }
         const AudioPackets stream = ReadAudioPackets(RealFile(row.file).value());
@@ -418,7 +422,8 @@ TEST(Codecs, RealFilesGiveTheSamplesOfABareDecoder) {
         EXPECT_EQ(RunCommand("sha1sum", AsText(decoded.samples)).out.substr(0, 40), row.sha1);
         ++checked;
     }
-    EXPECT_GE(checked, 15);
+    // The two of AMR are not in every FFmpeg; the tests above say so.
+    EXPECT_GE(checked, HasDecoder("libopencore_amrnb") ? 15 : 13);
 }
 
 }  // namespace

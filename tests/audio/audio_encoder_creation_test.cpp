@@ -7,6 +7,7 @@
 #include "audio/audio_encoder_fixture.h"
 #include "audio/scripted_failures.h"
 #include "codrelay/audio_format.h"
+#include "common/ffmpeg_generation.h"
 #include "common/log_capture.h"
 #include "front/registry/ffmpeg_registry.h"
 
@@ -48,8 +49,8 @@ AVCodecContext* __wrap_avcodec_alloc_context3(const AVCodec* codec) {
 
 int __real_avcodec_open2(AVCodecContext* context, const AVCodec* codec, AVDictionary** options);
 int __wrap_avcodec_open2(AVCodecContext* context, const AVCodec* codec, AVDictionary** options) {
-    g_Opened = {context->codec_id,    context->codec_type, context->bit_rate,       context->sample_rate,
-                context->channels,    context->sample_fmt, context->channel_layout, context->strict_std_compliance,
+    g_Opened = {context->codec_id,    context->codec_type, context->bit_rate,     context->sample_rate,
+                ChannelsOf(context),  context->sample_fmt, LayoutOf(*context, 0), context->strict_std_compliance,
                 g_Opened.knewItsCodec};
     return __real_avcodec_open2(context, codec, options);
 }

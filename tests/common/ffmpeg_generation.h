@@ -11,3 +11,14 @@ inline bool IsReferenceFfmpeg() {
 inline bool IsFfmpeg7() {
     return avcodec_version() >> 16 == 61;
 }
+
+/// The layout of the channels of a context, wherever its generation keeps it.
+template <typename Context>
+auto LayoutOf(const Context& context, int /*preferred*/) -> decltype(context.ch_layout.u.mask) {
+    return context.ch_layout.u.mask;
+}
+
+template <typename Context>
+uint64_t LayoutOf(const Context& context, long /*otherwise*/) {
+    return context.channel_layout;
+}

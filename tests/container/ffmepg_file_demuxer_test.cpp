@@ -23,7 +23,7 @@ namespace {
 // A demuxer that was told these streams, and then reads what the script says.
 struct ScriptedReading : Reading {
     explicit ScriptedReading(std::vector<FakeStream> streams) {
-        script.openInput = [streams](AVFormatContext** context, const char*, AVInputFormat*) {
+        script.openInput = [streams](AVFormatContext** context, const char*, FfmpegInFormat*) {
             return OpenFake(context, streams);
         };
         script.findStreamInfo = [](AVFormatContext*) { return 1; };  // no failure either

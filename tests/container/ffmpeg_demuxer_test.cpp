@@ -58,7 +58,7 @@ struct OpenClip {
 // A demuxer that was told these streams.
 struct OpenStreams {
     explicit OpenStreams(const std::vector<FakeStream>& streams) : reader({}) {
-        script.openInput = [&](AVFormatContext** context, const char*, AVInputFormat*) {
+        script.openInput = [&](AVFormatContext** context, const char*, FfmpegInFormat*) {
             return OpenFake(context, streams);
         };
         EXPECT_TRUE(demuxer.Create(kWav, 4096));
@@ -143,7 +143,7 @@ TEST(FfmpegDemuxer, ReadsOnTheCallersThreadWithTheOpaqueGiven) {
 TEST(FfmpegDemuxer, OpensTheFormatNamedWithACustomInput) {
     FfmpegScript script;
     int openings = 0;
-    script.openInput = [&](AVFormatContext** context, const char* url, AVInputFormat* format) {
+    script.openInput = [&](AVFormatContext** context, const char* url, FfmpegInFormat* format) {
         ++openings;
         EXPECT_STREQ(url, "");
         EXPECT_STREQ(format->name, "wav");

@@ -218,8 +218,8 @@ TEST_P(FormerEncode, LetsOutWhatItHoldsAndThenNothing) {
     for (int calls = 0; calls < 5; ++calls) {
         packets += EncodeInto(m_Encoder, kPlenty).gotPacket;
     }
-    const bool holds = Name() == "aac" || Name() == "libmp3lame";
-    EXPECT_EQ(packets, holds ? 4 : 5);
+    const int held = Name() == "aac" ? 1 : Name() == "libmp3lame" ? 2 : 0;
+    EXPECT_EQ(packets, 5 - held);
     int gotPacket = 1;
     for (int calls = 0; calls < 10 && gotPacket != 0; ++calls) {
         PacketOf of(m_Memory.data(), kPlenty);
@@ -227,7 +227,7 @@ TEST_P(FormerEncode, LetsOutWhatItHoldsAndThenNothing) {
         packets += gotPacket;
     }
     EXPECT_EQ(gotPacket, 0);
-    EXPECT_EQ(packets, holds ? 6 : 5);
+    EXPECT_EQ(packets, held != 0 ? 6 : 5);
 }
 
 class FormerEncodeOfSound : public FormerEncode {};
@@ -235,7 +235,11 @@ INSTANTIATE_TEST_SUITE_P(All, FormerEncodeOfSound, testing::Values("libmp3lame",
                          [](const auto& instance) { return instance.param; });
 
 TEST_P(FormerEncodeOfSound, MoreSamplesThanAFrameHasAreRefused) {
-    EXPECT_EQ(EncodeInto(m_Encoder, kPlenty, m_Encoder.SamplesAtOnce() + 1).result, AVERROR(EINVAL));
+    m_Memory.resize(kPlenty);
+    PacketOf of(m_Memory.data(), kPlenty);
+    int gotPacket = 1;
+    EXPECT_EQ(m_Encoder.Encode(&of.packet, &gotPacket, m_Encoder.SamplesAtOnce() + 1), AVERROR(EINVAL));
+    EXPECT_EQ(gotPacket, 0);
     EXPECT_EQ(EncodeInto(m_Encoder, kPlenty).result, 0);
 }
 

@@ -1,4 +1,8 @@
+#include <codrelay/audio_decoder.h>
+#include <codrelay/factories.h>
+#include <codrelay/ffmpeg_vocabulary.h>
 #include <codrelay/library.h>
+#include <codrelay/media_ids.h>
 #include <gmock/gmock.h>
 
 #include <set>
@@ -37,6 +41,16 @@ std::set<int> Ids(const std::vector<std::string>& rows) {
     return ids;
 }
 
+/// FFmpeg's name of a decoder of sound, as it is told where the decoder cannot be created.
+std::string OrMissing(int id, int sampleRate) {
+    CAudioDecoderBase* decoder = Codrelay_AudioDecoder(id);
+    int sampleFormat = 0;
+    const bool created = decoder->CreateDecoder(1, sampleRate, sampleFormat, nullptr, 0);
+    decoder->DestroyDecoder();
+    decoder->Delete();
+    return std::string(created ? "" : "missing: ") + GetFFmpegAudioDecoderName(id);
+}
+
 class Info : public testing::Test {
 protected:
     const ProcessResult m_Run = RunCodrelay("info");
@@ -72,6 +86,20 @@ TEST_F(Info, NamesEachEncoder) {
                 Each(MatchesRegex("3\tflv|4\tmpeg4|5\th263|7\tmjpeg|8\th264|9\th265")));
     EXPECT_THAT(Section(m_Run.out, "audio encoder"),
                 testing::IsSupersetOf({"0\tamrnb", "3\taac", "4\tmp3", "501\tpcm_s16be"}));
+}
+
+TEST_F(Info, TellsWhichCodecOfFfmpegServesEachCodec) {
+    const bool openH264 = GetFFmpegVideoEncoderName(VIDEO_CODEC_H264) == std::string("libopenh264");
+    EXPECT_THAT(
+        Section(m_Run.out, "codec"),
+        ElementsAre("flv\tflv\tflv", "mpeg4\tmpeg4\tmpeg4", "h263\th263\th263", "jpeg\tmjpeg\tmjpeg",
+                    "mjpeg\tmjpeg\tmjpeg", openH264 ? "h264\tlibopenh264\th264" : "h264\tlibx264 for libopenh264\th264",
+                    "h265\tnone\thevc", "amrnb\tnone\t" + OrMissing(AUDIO_CODEC_AMRNB, 8000),
+                    "amrwb\tnone\t" + OrMissing(AUDIO_CODEC_AMRWB, 16000), "aac\taac\taac", "mp3\tlibmp3lame\tmp3",
+                    "g726_16\tnone\tg726", "g726_24\tnone\tg726", "g726_32\tnone\tg726", "g726_40\tnone\tg726",
+                    "opus\tnone\tlibopus itself", "mulaw\tnone\tpcm_mulaw", "alaw\tnone\tpcm_alaw",
+                    "pcm_u16le\tnone\tpcm_u16le", "pcm_s16le\tpcm_s16le\tpcm_s16le",
+                    "adpcm_ima_wav\tnone\tadpcm_ima_wav", "pcm_s16be\tnone\tpcm_s16be"));
 }
 
 TEST_F(Info, TellsWhichMuxersAndMemoryDemuxersThereAre) {

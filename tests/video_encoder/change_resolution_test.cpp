@@ -110,7 +110,7 @@ TEST_P(ChangeResolution, GivesABitRateOfZeroAgain) {
                                                                      " width = 352 height = 288"),
                                           Ffmpeg(Severity::Error, "CVideoEncoder::OpenEncoder: bitrate = 0"),
                                           Ffmpeg(Severity::Info, "max key interval 50")));
-    EXPECT_EQ(encoder.m_pCodecContext->bit_rate, 1048576);
+    EXPECT_EQ(encoder.m_pCodecContext->bit_rate, DefaultBitRateOf(GetParam()));
 }
 
 TEST_P(ChangeResolution, CreatesThroughTheInterface) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "common/codecs_at_hand.h"
 #include "common/ffmpeg_generation.h"
 #include "common/log_capture.h"
 #include "encoder_under_test.h"
@@ -63,6 +64,11 @@ public:
             const AVDictionaryEntry* equation = av_dict_get(*options, "rc_eq", nullptr, 0);
             m_Equation = equation != nullptr ? equation->value : "";
             m_OptionCount = av_dict_count(*options);
+            m_Options.clear();
+            for (const AVDictionaryEntry* entry = nullptr;
+                 (entry = av_dict_get(*options, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr;) {
+                m_Options.emplace_back(entry->key, entry->value);
+            }
             m_SceneChangeThreshold = MovedSetting(*context, *options, "sc_threshold");
             m_Coder = MovedSetting(*context, *options, "coder");
             m_Check(*context);
@@ -99,6 +105,7 @@ public:
 
     std::string m_Equation;
     int m_OptionCount = -1;
+    std::vector<std::pair<std::string, std::string>> m_Options;
     std::string m_SceneChangeThreshold;
     std::string m_Coder;
     FfmpegScript m_Ffmpeg;
@@ -131,7 +138,9 @@ void ExpectCommonFields(const AVCodecContext& context, int id) {
     EXPECT_EQ(context.pix_fmt, id == VIDEO_CODEC_MJPEG ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P);
     EXPECT_EQ(context.max_b_frames, 0);
     EXPECT_EQ(context.gop_size, 50);
-    EXPECT_EQ(context.thread_count, FreshContext(id)->thread_count);
+    // x264 would take a slice for each processor, OpenH264 takes a thread of its own accord.
+    const bool x264 = id == VIDEO_CODEC_H264 && IsH264ByX264();
+    EXPECT_EQ(context.thread_count, x264 ? 1 : FreshContext(id)->thread_count);
 }
 
 class TuningOfCodec : public testing::TestWithParam<int>, public Tuning {};
@@ -149,9 +158,13 @@ TEST_P(TuningOfCodec, HasTheFieldsThatAllShare) {
 
 TEST_P(TuningOfCodec, FillsZeroRatesWithDefaults) {
     EncoderUnderTest encoder(GetParam());
-    EXPECT_EQ(
-        CreateAndCheck(encoder, {0, 0}, [](const AVCodecContext& context) { EXPECT_EQ(context.bit_rate, 1048576); }),
-        1);
+    EXPECT_EQ(CreateAndCheck(encoder, {0, 0},
+                             [this](const AVCodecContext& context) {
+                                 EXPECT_EQ(context.bit_rate, avcodec_is_open(const_cast<AVCodecContext*>(&context)) != 0
+                                                                 ? DefaultBitRateOf(GetParam())
+                                                                 : 1048576);
+                             }),
+              1);
 }
 
 TEST_P(TuningOfCodec, TakesThePictureClockFromTheFrameRateButForJpeg) {
@@ -291,28 +304,57 @@ protected:
     EncoderUnderTest m_Encoder{VIDEO_CODEC_H264};
 };
 
+void ExpectFieldsOfOpenH264(const AVCodecContext& context) {
+    EXPECT_EQ(context.rc_min_rate, 0);
+    EXPECT_EQ(context.i_quant_factor, 0.71F);
+    EXPECT_EQ(context.max_qdiff, 4);
+    EXPECT_EQ(context.qmin, 10);
+    EXPECT_EQ(context.qmax, 51);
+    EXPECT_EQ(context.qcompress, 0.6F);
+    EXPECT_EQ(context.qblur, 0.5F);
+    EXPECT_EQ(context.me_range, 16);
+    EXPECT_EQ(context.me_subpel_quality, 7);
+    EXPECT_EQ(context.me_cmp, 256);
+    // Later wrappers of OpenH264 read it, and would take the rate for half of it.
+    EXPECT_EQ(context.ticks_per_frame, IsReferenceFfmpeg() ? 2 : 1);
+    EXPECT_EQ(context.trellis, 1);
+    EXPECT_EQ(context.refs, 5);
+    EXPECT_EQ(context.level, 30);
+    EXPECT_EQ(context.flags & AV_CODEC_FLAG_LOOP_FILTER, 0);
+    EXPECT_EQ(context.flags & AV_CODEC_FLAG_4MV, AV_CODEC_FLAG_4MV);
+}
+
+/// x264 gets the rate and its own presets, and nothing that would speak against those.
+void ExpectFieldsOfX264(const AVCodecContext& context) {
+    const FreshContext fresh(VIDEO_CODEC_H264);
+    EXPECT_EQ(context.rc_min_rate, 0);
+    EXPECT_EQ(context.qmin, 10);
+    EXPECT_EQ(context.qmax, 51);
+    EXPECT_EQ(context.i_quant_factor, fresh->i_quant_factor);
+    EXPECT_EQ(context.max_qdiff, fresh->max_qdiff);
+    EXPECT_EQ(context.qcompress, fresh->qcompress);
+    EXPECT_EQ(context.qblur, fresh->qblur);
+    EXPECT_EQ(context.me_range, fresh->me_range);
+    EXPECT_EQ(context.me_subpel_quality, fresh->me_subpel_quality);
+    EXPECT_EQ(context.me_cmp, fresh->me_cmp);
+    EXPECT_EQ(context.trellis, fresh->trellis);
+    EXPECT_EQ(context.refs, fresh->refs);
+    EXPECT_EQ(context.level, fresh->level);
+    EXPECT_EQ(context.flags, fresh->flags);
+}
+
 TEST_F(H264Tuning, HasItsFixedFields) {
-    EXPECT_EQ(CreateAndCheck(m_Encoder, {800000, 25},
-                             [](const AVCodecContext& context) {
-                                 EXPECT_EQ(context.rc_min_rate, 0);
-                                 EXPECT_EQ(context.i_quant_factor, 0.71F);
-                                 EXPECT_EQ(context.max_qdiff, 4);
-                                 EXPECT_EQ(context.qmin, 10);
-                                 EXPECT_EQ(context.qmax, 51);
-                                 EXPECT_EQ(context.qcompress, 0.6F);
-                                 EXPECT_EQ(context.qblur, 0.5F);
-                                 EXPECT_EQ(context.me_range, 16);
-                                 EXPECT_EQ(context.me_subpel_quality, 7);
-                                 EXPECT_EQ(context.me_cmp, 256);
-                                 // Later wrappers of OpenH264 read it, and would take the rate for half of it.
-                                 EXPECT_EQ(context.ticks_per_frame, IsReferenceFfmpeg() ? 2 : 1);
-                                 EXPECT_EQ(context.trellis, 1);
-                                 EXPECT_EQ(context.refs, 5);
-                                 EXPECT_EQ(context.level, 30);
-                                 EXPECT_EQ(context.flags & AV_CODEC_FLAG_LOOP_FILTER, 0);
-                                 EXPECT_EQ(context.flags & AV_CODEC_FLAG_4MV, AV_CODEC_FLAG_4MV);
-                             }),
-              1);
+    EXPECT_EQ(CreateAndCheck(m_Encoder, {800000, 25}, IsH264ByX264() ? ExpectFieldsOfX264 : ExpectFieldsOfOpenH264), 1);
+}
+
+TEST_F(H264Tuning, HasItsFixedOptions) {
+    ASSERT_EQ(m_Encoder.Create(), 1);
+    if (IsH264ByX264()) {
+        EXPECT_THAT(m_Options, testing::UnorderedElementsAre(testing::Pair("preset", "superfast"),
+                                                             testing::Pair("tune", "zerolatency"),
+                                                             testing::Pair("profile", "baseline")));
+        return;
+    }
     EXPECT_EQ(m_Equation, "blurCplx^(1-qComp)");
     EXPECT_EQ(m_SceneChangeThreshold, "40");
     EXPECT_EQ(m_Coder, IsReferenceFfmpeg() ? "0" : "cavlc");
@@ -331,17 +373,33 @@ TEST_F(H264Tuning, LeavesTheOthersFieldsAlone) {
     CreateAndCheckBefore(m_Encoder, {800000, 25}, [](const AVCodecContext& context) {
         EXPECT_EQ(context.rc_min_rate, 4711);
         EXPECT_EQ(context.rc_initial_buffer_occupancy, 4712);
-        EXPECT_EQ(context.flags & AV_CODEC_FLAG_LOOP_FILTER, 0);
+        EXPECT_EQ((context.flags & AV_CODEC_FLAG_LOOP_FILTER) != 0, IsH264ByX264()) << "x264 keeps its filter";
         EXPECT_EQ(context.flags & AV_CODEC_FLAG_BITEXACT, AV_CODEC_FLAG_BITEXACT);
     });
 }
 
 TEST_F(H264Tuning, KeepsTheOptionThatFfmpegDoesNotKnowUntilDestroy) {
     ASSERT_EQ(m_Encoder.Create(), 1);
+    if (IsH264ByX264()) {
+        EXPECT_EQ(m_Encoder.m_pOpenOptions, nullptr) << "x264's wrapper knows each of its options";
+        return;
+    }
     ASSERT_NE(m_Encoder.m_pOpenOptions, nullptr);
     EXPECT_STREQ(av_dict_get(m_Encoder.m_pOpenOptions, "rc_eq", nullptr, 0)->value, "blurCplx^(1-qComp)");
     m_Encoder.Destroy(1);
     EXPECT_EQ(m_Encoder.m_pOpenOptions, nullptr);
+}
+
+// OpenH264 does both by itself.
+TEST(H264Tuned, LeavesOutAnOddRowAndColumnAndHasNoKeyPictureWithoutAnInterval) {
+    av_log_set_level(AV_LOG_QUIET);
+    const LogCapture log;
+    EncoderUnderTest encoder(VIDEO_CODEC_H264);
+    ASSERT_EQ(encoder.CreateEncoder(CSP_YUV420P, 177, 145, 25, 800000, 0, 1, 0), 1);
+    const bool x264 = IsH264ByX264();
+    EXPECT_EQ(encoder.m_pCodecContext->width, x264 ? 176 : 177);
+    EXPECT_EQ(encoder.m_pCodecContext->height, x264 ? 144 : 145);
+    EXPECT_EQ(encoder.m_pCodecContext->gop_size, x264 ? 2147483647 : 0);
 }
 
 class H264RateTuning : public testing::TestWithParam<RateFields>, public Tuning {};
@@ -363,7 +421,8 @@ TEST_P(H264RateTuning, IsTheRateItselfWithABufferOfHalfASecond) {
         EXPECT_EQ(context.bit_rate_tolerance, expected.tolerance);
         EXPECT_EQ(context.rc_max_rate, expected.maxRate);
         EXPECT_EQ(context.rc_buffer_size, expected.bufferSize);
-        EXPECT_EQ(context.rc_initial_buffer_occupancy, expected.occupancy);
+        // Untouched; FFmpeg's own value for x264 is another.
+        EXPECT_EQ(context.rc_initial_buffer_occupancy, IsH264ByX264() ? -1 : expected.occupancy);
     });
 }
 
@@ -389,11 +448,19 @@ std::vector<OpenCase> OpenCases() {
         cases.push_back({id, {536870912, 25}, 0});
         cases.push_back({id, {4294967295, 25}, 0});
     }
-    for (const unsigned int bitRate : {25U, 200000000U, 288000000U}) {
+    // OpenH264 wants a bit for each picture at least, x264 a thousand a second, and sets no limit.
+    const int x264 = IsH264ByX264() ? 1 : 0;
+    for (const unsigned int bitRate : {25U, 999U}) {
+        cases.push_back({VIDEO_CODEC_H264, {bitRate, 25}, 1 - x264});
+    }
+    for (const unsigned int bitRate : {1000U, 200000000U, 288000000U}) {
         cases.push_back({VIDEO_CODEC_H264, {bitRate, 25}, 1});
     }
-    for (const unsigned int bitRate : {1U, 24U, 288000001U, 536870911U, 1073741824U, 4294967295U}) {
+    for (const unsigned int bitRate : {1U, 24U}) {
         cases.push_back({VIDEO_CODEC_H264, {bitRate, 25}, 0});
+    }
+    for (const unsigned int bitRate : {288000001U, 536870911U, 1073741824U, 4294967295U}) {
+        cases.push_back({VIDEO_CODEC_H264, {bitRate, 25}, x264});
     }
     cases.push_back({VIDEO_CODEC_MPEG4, {800000, 65535}, 1});
     cases.push_back({VIDEO_CODEC_MPEG4, {800000, 65536}, 0});

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "common/codecs_at_hand.h"
 #include "front/registry/media_vocabulary.h"
 #include "video_encoder/video_encoder.h"
 
@@ -46,6 +47,11 @@ public:
 /// The five codecs that there are encoders for, as test parameters.
 inline const auto kFiveCodecs =
     testing::Values(VIDEO_CODEC_FLV, VIDEO_CODEC_MPEG4, VIDEO_CODEC_H263, VIDEO_CODEC_MJPEG, VIDEO_CODEC_H264);
+
+/// What an open encoder holds for a bit rate of 0: x264 counts in thousands.
+inline int64_t DefaultBitRateOf(int id) {
+    return id == VIDEO_CODEC_H264 && IsH264ByX264() ? 1048000 : 1048576;
+}
 
 inline std::string CodecWord(const testing::TestParamInfo<int>& info) {
     return VideoCodecLogName[info.param];

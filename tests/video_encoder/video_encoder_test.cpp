@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "common/codecs_at_hand.h"
 #include "common/log_capture.h"
 #include "encoder_under_test.h"
 #include "ffmpeg_script.h"
@@ -118,7 +119,7 @@ TEST_P(VideoEncoderOfCodec, ZeroRatesStandForDefaultsAndStayZeroInTheObject) {
                                           Ffmpeg(Severity::Info, "max key interval 50")));
     EXPECT_EQ(encoder.m_nBitRate, 0U);
     EXPECT_EQ(encoder.m_nFrameRate, 0U);
-    EXPECT_EQ(encoder.m_pCodecContext->bit_rate, 1048576);
+    EXPECT_EQ(encoder.m_pCodecContext->bit_rate, DefaultBitRateOf(GetParam()));
     EXPECT_EQ(encoder.m_pCodecContext->time_base.den, GetParam() == VIDEO_CODEC_MJPEG ? 1 : 20);
 }
 
@@ -358,7 +359,8 @@ INSTANTIATE_TEST_SUITE_P(
                     SizeCase{VIDEO_CODEC_H263, 352, 288, 1}, SizeCase{VIDEO_CODEC_H263, 704, 576, 1},
                     SizeCase{VIDEO_CODEC_H263, 1408, 1152, 1}, SizeCase{VIDEO_CODEC_H263, 640, 360, 0},
                     SizeCase{VIDEO_CODEC_H263, 176, 145, 0}, SizeCase{VIDEO_CODEC_H264, 1920, 1080, 1},
-                    SizeCase{VIDEO_CODEC_H264, 4096, 2304, 1}, SizeCase{VIDEO_CODEC_H264, 4096, 4096, 0},
+                    SizeCase{VIDEO_CODEC_H264, 4096, 2304, 1},
+                    SizeCase{VIDEO_CODEC_H264, 4096, 4096, IsH264ByX264() ? 1 : 0},
                     SizeCase{VIDEO_CODEC_H264, 16, 16, 1}, SizeCase{VIDEO_CODEC_MPEG4, 8192, 8192, 0},
                     SizeCase{VIDEO_CODEC_MPEG4, 2, 2, 1}, SizeCase{VIDEO_CODEC_FLV, 1920, 1080, 1},
                     SizeCase{VIDEO_CODEC_MJPEG, 1, 1, 1}, SizeCase{VIDEO_CODEC_MPEG4, 4294967295U, 16, 0}),

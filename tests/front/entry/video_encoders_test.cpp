@@ -7,6 +7,7 @@
 #include "codrelay/factories.h"
 #include "codrelay/ffmpeg_layer.h"
 #include "codrelay/media_ids.h"
+#include "common/codecs_at_hand.h"
 #include "common/log_capture.h"
 
 using testing::ElementsAre;
@@ -77,7 +78,8 @@ TEST_F(VideoEncoderFactories, BuildH264WithALineOnTheWay) {
         const Encoder encoder(byName ? Codrelay_VideoEncoder_H264(-5, "any") : Codrelay_VideoEncoder(8, "any"));
         ASSERT_NE(encoder, nullptr);
         EXPECT_THAT(m_Log.Take(), ElementsAre(LoadLine()));
-        EXPECT_THAT(CodecOf(*encoder), StartsWith("CVideoEncoder::CreateEncoder: libopenh264 "));
+        EXPECT_THAT(CodecOf(*encoder), StartsWith(std::string("CVideoEncoder::CreateEncoder: ") +
+                                                  (IsH264ByX264() ? "libx264 " : "libopenh264 ")));
     }
 }
 
