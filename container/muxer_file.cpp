@@ -132,7 +132,7 @@ int CMuxerFile::WriteHeader() {
             return 0;
         }
     }
-    const int result = m_pFormatContext != nullptr ? avformat_write_header(m_pFormatContext, nullptr) : AVERROR(EINVAL);
+    const int result = m_pFormatContext != nullptr ? WriteContainerHeader(m_pFormatContext) : AVERROR(EINVAL);
     m_bHeaderWritten = result >= 0;
     if (result != 0) {
         FFMPEG_LOG(Error) << "CMuxerFile::WriteHeader: failed";

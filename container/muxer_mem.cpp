@@ -186,7 +186,7 @@ int CMuxerMem::WriteHeader() {
     int result = AVERROR(EINVAL);
     if (m_pVideoStream != nullptr && m_pFormatContext->pb != nullptr) {
         av_dump_format(m_pFormatContext, m_pVideoStream->index, nullptr, 1);
-        result = avformat_write_header(m_pFormatContext, nullptr);
+        result = WriteContainerHeader(m_pFormatContext);
         m_bHeaderWritten = result >= 0;
     }
     if (result != 0) {

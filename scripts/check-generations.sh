@@ -17,7 +17,7 @@ packages=(
     # the command
     libcli11-dev libpng-dev libssl-dev
     # tests
-    libgtest-dev libgmock-dev locales tzdata ffmpeg opus-tools libvo-amrwbenc-dev parallel
+    libgtest-dev libgmock-dev locales tzdata valgrind clang ffmpeg opus-tools libvo-amrwbenc-dev parallel
 )
 # The warnings of the presets; for the tests a little optimisation is enough.
 flags="-O1 -g0 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror"

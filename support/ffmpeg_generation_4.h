@@ -85,4 +85,8 @@ inline int OpenInput(AVFormatContext** context, const char* url, FfmpegInFormat*
     return avformat_open_input(context, url, format, nullptr);
 }
 
+inline int WriteContainerHeader(AVFormatContext* context) {
+    return avformat_write_header(context, nullptr);
+}
+
 inline constexpr bool kSequencesEndAtOnce = false;

@@ -14,8 +14,11 @@ inline StreamParameters* ParametersOf(const AVStream* stream) {
     return stream->codecpar;
 }
 
+/// FFmpeg's decoders of AMR, which knows one channel only, call their samples planar from FFmpeg 5 on.
 inline AVSampleFormat SampleFormatOf(const StreamParameters* parameters) {
-    return static_cast<AVSampleFormat>(parameters->format);
+    const auto format = static_cast<AVSampleFormat>(parameters->format);
+    const bool isAmr = parameters->codec_id == AV_CODEC_ID_AMR_NB || parameters->codec_id == AV_CODEC_ID_AMR_WB;
+    return isAmr ? av_get_packed_sample_fmt(format) : format;
 }
 
 inline void SetSampleFormat(StreamParameters* parameters, AVSampleFormat format) {
@@ -116,6 +119,15 @@ inline int OpenInput(AVFormatContext** context, const char* url, FfmpegInFormat*
 /// H.265: all pictures that wait at the end of a sequence come out with the packet that begins the next one, from
 /// FFmpeg 7 on; before, one of them with each packet.
 inline constexpr bool kSequencesEndAtOnce = LIBAVCODEC_VERSION_MAJOR >= 61;
+
+/// Writes a container's header. MP4 gets no box of bit rates, which FFmpeg 4 does not know.
+inline int WriteContainerHeader(AVFormatContext* context) {
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "write_btrt", "0", 0);
+    const int result = avformat_write_header(context, &options);
+    av_dict_free(&options);
+    return result;
+}
 
 // Calls that are gone, under their old names: "support/ffmpeg_former_calls.cpp" makes each of its successors.
 struct AVBitStreamFilterContext;

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "codrelay/factories.h"
+#include "common/ffmpeg_generation.h"
 
 AudioPackets ReadAudioPackets(const std::string& path) {
     AVFormatContext* opened = nullptr;
@@ -19,7 +20,7 @@ AudioPackets ReadAudioPackets(const std::string& path) {
         throw std::runtime_error("no sound in " + path);
     }
     const AVCodecParameters* parameters = context->streams[stream]->codecpar;
-    AudioPackets result{parameters->codec_id, parameters->channels, parameters->sample_rate, {}};
+    AudioPackets result{parameters->codec_id, ChannelsIn(*parameters, 0), parameters->sample_rate, {}};
     AVPacket packet{};
     while (av_read_frame(context.get(), &packet) >= 0) {
         if (packet.stream_index == stream) {

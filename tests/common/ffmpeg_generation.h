@@ -22,3 +22,14 @@ template <typename Context>
 uint64_t LayoutOf(const Context& context, long /*otherwise*/) {
     return context.channel_layout;
 }
+
+/// The number of channels of a stream or a codec, likewise.
+template <typename Holder>
+auto ChannelsIn(const Holder& holder, int /*preferred*/) -> decltype(holder.ch_layout.nb_channels) {
+    return holder.ch_layout.nb_channels;
+}
+
+template <typename Holder>
+int ChannelsIn(const Holder& holder, long /*otherwise*/) {
+    return holder.channels;
+}

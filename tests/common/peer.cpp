@@ -23,10 +23,11 @@ PeerPicture Parse(std::string line) {
 
 }  // namespace
 
-std::vector<PeerPicture> PeerPictures(const std::string& path, const std::string& options) {
+std::vector<PeerPicture> PeerPictures(const std::string& path, const std::string& options,
+                                      const std::string& inputOptions) {
     const ProcessResult run =
-        RunCommand("ffmpeg -nostdin -v error -i '" + path + "' -map 0:v:0 -fps_mode passthrough -noautoscale " +
-                   options + " -f framemd5 -");
+        RunCommand("ffmpeg -nostdin -v error " + inputOptions + " -i '" + path +
+                   "' -map 0:v:0 -fps_mode passthrough -noautoscale " + options + " -f framemd5 -");
     if (run.exitCode != 0) {
         throw std::runtime_error("the peer does not decode " + path + ": " + run.err);
     }

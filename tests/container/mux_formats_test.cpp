@@ -4,7 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "common/log_capture.h"
+#include "common/test_media.h"
 #include "container/mux_combination.h"
 #include "container/mux_peer_checks.h"
 
@@ -93,6 +96,17 @@ INSTANTIATE_TEST_SUITE_P(
                     RawAac{{"3gp", "h264", "aac"}, 44100, 2}, RawAac{{"3gp", "h264", "aac48"}, 48000, 2},
                     RawAac{{"3g2", "h264", "aac"}, 44100, 2}, RawAac{{"3g2", "h264", "aac48"}, 48000, 2}),
     NameOfRawAac);
+
+// FFmpeg 5 begins to tell bit rates in MP4, in a box that grows the header. Hosts know the one of FFmpeg 4.
+TEST(FileMuxerWritesMp4, WithoutABoxOfBitRates) {
+    const Combination combination{"mp4", "h264", "mp3"};
+    Material material(combination);
+    const Output output(combination);
+    ASSERT_NO_FATAL_FAILURE(WriteFile(combination, material, output));
+    const std::vector<unsigned char> file = ReadFile(output.Path());
+    const std::string box = "btrt";
+    EXPECT_EQ(std::search(file.begin(), file.end(), box.begin(), box.end()), file.end());
+}
 
 // What a container takes without a word, and what a peer then makes of it.
 struct Misread {

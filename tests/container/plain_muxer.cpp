@@ -40,7 +40,7 @@ PlainMuxer::PlainMuxer(const char* formatName, const MUXER_PARAM& param) {
         SetChannels(codec, param.channels);
         codec->frame_size = param.audioCodec == AV_CODEC_ID_MP3 ? 1152 : 0;
     }
-    Check(avformat_write_header(m_pContext, nullptr), "avformat_write_header");
+    Check(WriteContainerHeader(m_pContext), "avformat_write_header");
 }
 
 PlainMuxer::~PlainMuxer() {

@@ -6,6 +6,7 @@
 #include <map>
 #include <sstream>
 
+#include "codrelay/media_ids.h"
 #include "common/test_media.h"
 #include "container/demuxer_file.h"
 #include "container/recording_callback.h"
@@ -110,3 +111,19 @@ TEST_P(RealFiles, HavePacketsAndTimesAsListed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Listed, RealFiles, testing::ValuesIn(ListedFiles()), NameOf);
+
+// From FFmpeg 5 on its decoders of AMR have planes, of which there is one: a host is told the same bytes as ever.
+TEST(RealFilesOfAmr, TellPackedSamples) {
+    const std::optional<std::string> file = RealFile("amr/sample_wb.amr");
+    if (!file) {
+        GTEST_SKIP() << "the real files are not here";
+    }
+    RecordingCallback callback;
+    CDemuxerFile demuxer;
+    ASSERT_TRUE(demuxer.Open(file->c_str(), &callback));
+    int codec = 0;
+    AUDIO_FORMAT format{};
+    ASSERT_TRUE(demuxer.GetAudioStreamInfo(0, &codec, &format));
+    EXPECT_EQ(codec, AUDIO_CODEC_AMRWB);
+    EXPECT_EQ(format.sampleFormat, AUDIO_SAMPLE_FLT);
+}
