@@ -29,7 +29,10 @@ public:
             m_pContext->sample_fmt = codec->sample_fmts[0];
             SetDefaultLayout(m_pContext, 1);
         }
-        m_nOpened = avcodec_open2(m_pContext, codec, nullptr);
+        AVDictionary* options = nullptr;
+        av_dict_set(&options, "tune", "zerolatency", 0);  // x264 alone knows it, and would keep pictures back
+        m_nOpened = avcodec_open2(m_pContext, codec, &options);
+        av_dict_free(&options);
     }
     ~EncoderAtWork() {
         av_frame_free(&m_pFrame);

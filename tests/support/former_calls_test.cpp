@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "common/codecs_at_hand.h"
 #include "common/test_media.h"
 #include "support/encoder_at_work.h"
 
@@ -18,6 +19,7 @@ using testing::ElementsAreArray;
 
 constexpr int kPlenty = 1 << 20;
 constexpr uint8_t kUntouched = 0xA5;
+const char* const kH264Encoder = IsH264ByX264() ? "libx264" : "libopenh264";
 
 template <typename Record>
 std::vector<const Record*> Iterated(const Record* (*iterate)(void**)) {
@@ -107,7 +109,7 @@ protected:
 
     std::string Name() const { return GetParam(); }
     /// These know the size of a packet before they write it.
-    bool KnowsSize() const { return Name() == "libopenh264" || Name() == "pcm_s16le"; }
+    bool KnowsSize() const { return Name() == kH264Encoder || Name() == "pcm_s16le"; }
 
     std::vector<uint8_t> m_Memory;
     EncoderAtWork m_Encoder{GetParam()};
@@ -127,7 +129,7 @@ private:
 };
 
 INSTANTIATE_TEST_SUITE_P(All, FormerEncode,
-                         testing::Values("flv", "mpeg4", "h263", "mjpeg", "libopenh264", "pcm_s16le", "libmp3lame",
+                         testing::Values("flv", "mpeg4", "h263", "mjpeg", kH264Encoder, "pcm_s16le", "libmp3lame",
                                          "aac"),
                          [](const auto& instance) { return instance.param; });
 
