@@ -32,3 +32,10 @@ struct MuxScript {
 };
 
 extern MuxScript g_MuxScript;
+
+/// A block to write as a picture of H.264: from FFmpeg 7 on FLV refuses one without a start code.
+inline std::vector<unsigned char> PictureBytes(std::size_t size) {
+    std::vector<unsigned char> bytes{0, 0, 0, 1, 0x65};
+    bytes.resize(size, 0x55);
+    return bytes;
+}

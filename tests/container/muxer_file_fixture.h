@@ -64,5 +64,5 @@ protected:
 
     std::string m_Path;
     CMuxerFile* m_pMuxer = nullptr;
-    std::vector<unsigned char> m_Bytes = std::vector<unsigned char>(8192, 0x55);
+    std::vector<unsigned char> m_Bytes = PictureBytes(8192);
 };

@@ -60,7 +60,7 @@ protected:
     }
 
     CMuxerMem* m_pMuxer = nullptr;
-    std::vector<unsigned char> m_Bytes = std::vector<unsigned char>(8192, 0x55);
+    std::vector<unsigned char> m_Bytes = PictureBytes(8192);
 };
 
 TEST_F(MuxerMem, RefusesNullParametersAndNullFormat) {
@@ -354,8 +354,7 @@ TEST_F(MuxerMem, LeavesTheBytesOfATrailerAlone) {
     ASSERT_EQ(piece.size(), picture + 11 + 5 + 4);
     const std::vector<unsigned char> end(piece.end() - 20, piece.end());
     EXPECT_EQ(end, (std::vector<unsigned char>{9, 0, 0, 5, 0, 0, 1, 0, 0, 0, 0, 0x17, 2, 0, 0, 0, 0, 0, 0, 16}));
-    EXPECT_EQ(std::vector<unsigned char>(piece.begin() + 16, piece.begin() + 2016),
-              std::vector<unsigned char>(2000, 0x55));
+    EXPECT_EQ(std::vector<unsigned char>(piece.begin() + 16, piece.begin() + 2016), PictureBytes(2000));
 }
 
 MUXER_PARAM H264AndAac() {
@@ -425,7 +424,7 @@ TEST_F(MuxerMem, TakesTheOriginFromAnEmptyBlockAndAgainAfterAHeader) {
 
 TEST_F(MuxerMem, FailsEverythingAfterARefusedHeader) {
     MUXER_PARAM param = H264And(AV_CODEC_ID_MP3);
-    param.videoCodec = AV_CODEC_ID_HEVC;  // not in FLV
+    param.videoCodec = AV_CODEC_ID_MJPEG;  // not in FLV
     CMuxerMem& muxer = Created(param);
     ASSERT_EQ(muxer.BeginWriteBuf(), 1);
     LogCapture log;

@@ -26,7 +26,7 @@ std::vector<Packet> PlainReader::AllPackets(const char* formatName) {
     context->flags |= AVFMT_FLAG_CUSTOM_IO;
     context->pb = io;
     std::vector<Packet> packets;
-    if (avformat_open_input(&context, "", GetMainFfmpegCodecLib()->FindInFormat(formatName), nullptr) >= 0) {
+    if (OpenInput(&context, "", GetMainFfmpegCodecLib()->FindInFormat(formatName)) >= 0) {
         AVPacket packet;
         av_init_packet(&packet);
         while (av_read_frame(context, &packet) >= 0) {

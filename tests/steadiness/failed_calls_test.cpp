@@ -451,19 +451,6 @@ const FailedCall kFailedCalls[] = {
     // What was not taken out of the filter is in the way of all that follows.
     {"DemuxMp4", "av_bsf_receive_packet", 1, false,
      std::vector<LoggedLine>(6, Ffmpeg(Severity::Error, "FfmepgFileDemuxer filter filter error"))},
-    {"DemuxAsfFromMemory",
-     "av_demuxer_iterate",
-     1,
-     true,
-     {Ffmpeg(Severity::Error, "FfmpegDemuxer::Create: FindInFormat(ASF format) FAILED!"),
-      Ffmpeg(Severity::Critical, "DemuxerThreadProc: FAILED to create ffmpeg demuxer!"),
-      Ffmpeg(Severity::Critical, "DemuxerThreadProc: FAILED to read next frame!")}},
-    {"MuxMp4",
-     "av_muxer_iterate",
-     1,
-     false,
-     {Ffmpeg(Severity::Error, "CMuxerFile::Create: FindOutFormat(MP4 (MPEG-4 Part 14)) failed!"),
-      Ffmpeg(Severity::Critical, "NewFFmpegMuxerFile: Create 2 failed!")}},
 };
 
 /// Of all rows those whose calls are made to this generation of FFmpeg.
