@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "codrelay/codrelay.h"
+#include "common/ffmpeg_generation.h"
 #include "common/log_capture.h"
 #include "common/test_media.h"
 #include "container/demuxer_mem_fixture.h"
@@ -302,7 +303,8 @@ TEST_F(DemuxerMem, TakesEveryOtherFormatIdAsUnknown) {
     }
 }
 
-TEST_F(DemuxerMem, FindsNoStreamInATransportStreamOfSingleBytes) {
+// FFmpeg 4 does not recognise the stream when every read gives a single byte. Later generations do.
+TEST_F(DemuxerMem, FindsNoStreamOnFfmpeg4InATransportStreamOfSingleBytes) {
     std::vector<unsigned char> bytes = ReadFile(Clip("demux_film.ts"));
     Collector collector;
     LogCapture log(Severity::Error);
@@ -321,7 +323,14 @@ TEST_F(DemuxerMem, FindsNoStreamInATransportStreamOfSingleBytes) {
     for (LoggedLine& line : log.Take()) {
         lines.push_back(line);
     }
-    EXPECT_THAT(lines, ElementsAre(Ffmpeg(Severity::Error, "DemuxerThreadProc: empty container!")));
+    if (IsReferenceFfmpeg()) {
+        EXPECT_THAT(lines, ElementsAre(Ffmpeg(Severity::Error, "DemuxerThreadProc: empty container!")));
+        EXPECT_THAT(collector.Streams(), IsEmpty());
+    } else {
+        EXPECT_THAT(lines, ElementsAre(Ffmpeg(Severity::Critical, "DemuxerThreadProc: FAILED to read next frame!")));
+        EXPECT_THAT(collector.Streams(), ElementsAre("video 0 codec 8", "audio 1 codec 3 0/0/2"));
+        EXPECT_FALSE(collector.Packets().empty());
+    }
 }
 
 TEST_F(DemuxerMem, GivesAShortPcmWavDuringDelete) {

@@ -423,16 +423,17 @@ TEST_F(DemuxerMem, LosesAtDestroyWhatTheReaderHasNotTaken) {
     EXPECT_EQ(SoundOf(collector.Packets()).size(), 4096 - kHeaderOfMuLaw);
 }
 
+// More than a lap, since later generations of FFmpeg may have read a whole one by the first callback.
 TEST_F(DemuxerMem, WakesAWriterThatBlocksAndItTellsFalse) {
     std::vector<unsigned char> bytes = Film();
-    bytes.resize(kCapacity);
+    bytes.resize(kCapacity + 1);
     for (int i = 0; i < kRounds; ++i) {
         Collector collector;
         collector.Hold();
         CDemuxerMemBase* demuxer = Codrelay_DemuxerMem(DEMUXER_FORMAT_ASF, &collector);
         ASSERT_TRUE(demuxer->WriteData(bytes.data(), kCapacity));
         collector.AwaitCallbacks(1);
-        BlockedWriter writer(demuxer, bytes.data(), kCapacity);
+        BlockedWriter writer(demuxer, bytes.data(), kCapacity + 1);
         writer.AwaitBlocked();
         std::thread releaser([&] { collector.Release(); });
         if (i % 2 == 0) {

@@ -2,8 +2,6 @@
 
 #include "steadiness/failing_call.h"
 
-FAILING(const AVOutputFormat*, av_muxer_iterate, nullptr, (void** position), (position))
-FAILING(const AVInputFormat*, av_demuxer_iterate, nullptr, (void** position), (position))
 FAILING(int, av_dict_set_int, kError, (AVDictionary * *dictionary, const char* key, int64_t value, int flags),
         (dictionary, key, value, flags))
 FAILING(int, av_channel_layout_copy, kError, (AVChannelLayout * to, const AVChannelLayout* from), (to, from))

@@ -175,6 +175,10 @@ TEST_P(FormerEncode, MemoryOfANegativeSizeIsRefused) {
     const Delivered refused = EncodeInto(m_Encoder, -1);
     EXPECT_EQ(refused.result, AVERROR(EINVAL));
     EXPECT_EQ(refused.gotPacket, 0);
+    PacketOf without(nullptr, -1);
+    int gotPacket = 1;
+    EXPECT_EQ(m_Encoder.Encode(&without.packet, &gotPacket), AVERROR(EINVAL));
+    EXPECT_EQ(gotPacket, 0);
     EXPECT_TRUE(IsUntouchedFrom(0));
 }
 
