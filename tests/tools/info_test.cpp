@@ -5,6 +5,8 @@
 #include <codrelay/media_ids.h>
 #include <gmock/gmock.h>
 
+#include <array>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -65,13 +67,17 @@ TEST_F(Info, BeginsWithTheLibrarysVersion) {
 }
 
 TEST_F(Info, TellsEachFfmpegLibraryAsCompiledAndAsLoaded) {
-    EXPECT_THAT(Section(m_Run.out, "FFmpeg library"),
-                ElementsAre(MatchesRegex("libavutil\t56\\.[0-9.]+\t56\\.[0-9.]+"),
-                            MatchesRegex("libavcodec\t58\\.[0-9.]+\t58\\.[0-9.]+"),
-                            MatchesRegex("libavformat\t58\\.[0-9.]+\t58\\.[0-9.]+"),
-                            MatchesRegex("libavfilter\t7\\.[0-9.]+\t7\\.[0-9.]+"),
-                            MatchesRegex("libswscale\t5\\.[0-9.]+\t5\\.[0-9.]+"),
-                            MatchesRegex("libswresample\t3\\.[0-9.]+\t3\\.[0-9.]+")));
+    const std::map<int, std::array<int, 6>> generations = {
+        {58, {56, 58, 58, 7, 5, 3}}, {59, {57, 59, 59, 8, 6, 4}}, {61, {59, 61, 61, 10, 8, 5}}};
+    const std::array<int, 6>& majors = generations.at(CODRELAY_LIBAVCODEC);
+    const auto row = [](const char* library, int major) {
+        const std::string version = "\t" + std::to_string(major) + "\\.[0-9.]+";
+        return MatchesRegex(library + version + version);
+    };
+    EXPECT_THAT(
+        Section(m_Run.out, "FFmpeg library"),
+        ElementsAre(row("libavutil", majors[0]), row("libavcodec", majors[1]), row("libavformat", majors[2]),
+                    row("libavfilter", majors[3]), row("libswscale", majors[4]), row("libswresample", majors[5])));
 }
 
 TEST_F(Info, ListsTheEncodersThatTheLibraryTells) {
