@@ -5,8 +5,6 @@
 #include <codrelay/media_ids.h>
 #include <gmock/gmock.h>
 
-#include <array>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -66,18 +64,20 @@ TEST_F(Info, BeginsWithTheLibrarysVersion) {
     EXPECT_EQ(Lines(m_Run.out).front(), "codrelay 1.0.0");
 }
 
-TEST_F(Info, TellsEachFfmpegLibraryAsCompiledAndAsLoaded) {
-    const std::map<int, std::array<int, 6>> generations = {
-        {58, {56, 58, 58, 7, 5, 3}}, {59, {57, 59, 59, 8, 6, 4}}, {61, {59, 61, 61, 10, 8, 5}}};
-    const std::array<int, 6>& majors = generations.at(CODRELAY_LIBAVCODEC);
-    const auto row = [](const char* library, int major) {
+auto OfMajors(int util, int codec, int format, int filter, int scale, int resample) {
+    const auto line = [](const std::string& library, int major) {
         const std::string version = "\t" + std::to_string(major) + "\\.[0-9.]+";
         return MatchesRegex(library + version + version);
     };
+    return ElementsAre(line("libavutil", util), line("libavcodec", codec), line("libavformat", format),
+                       line("libavfilter", filter), line("libswscale", scale), line("libswresample", resample));
+}
+
+TEST_F(Info, TellsEachFfmpegLibraryAsCompiledAndAsLoaded) {
+    // FFmpeg 4, 5.1 and 7.
     EXPECT_THAT(
         Section(m_Run.out, "FFmpeg library"),
-        ElementsAre(row("libavutil", majors[0]), row("libavcodec", majors[1]), row("libavformat", majors[2]),
-                    row("libavfilter", majors[3]), row("libswscale", majors[4]), row("libswresample", majors[5])));
+        testing::AnyOf(OfMajors(56, 58, 58, 7, 5, 3), OfMajors(57, 59, 59, 8, 6, 4), OfMajors(59, 61, 61, 10, 8, 5)));
 }
 
 TEST_F(Info, ListsTheEncodersThatTheLibraryTells) {
