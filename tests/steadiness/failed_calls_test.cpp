@@ -424,7 +424,7 @@ const FailedCall kFailedCalls[] = {
      false,
      {Ffmpeg(Severity::Critical, "CMuxerMem::BeginWriteBuf: failed!")}},
     // Successors of calls that later generations have dropped.
-    {"EncodeH264", "av_dict_set_int", 1, true, {}},
+    {"EncodeMpeg4AndChangeSize", "av_dict_set_int", 1, true, {}},
     {"EncodeMpeg4AndChangeSize", "avcodec_send_frame", 1, false, {}},
     {"EncodeMpeg4AndChangeSize", "avcodec_receive_packet", 1, false, {}},
     {"EncodeAac", "av_channel_layout_copy", 1, false,
