@@ -7,6 +7,7 @@
 #include <random>
 
 #include "codrelay/codrelay.h"
+#include "common/ffmpeg_generation.h"
 #include "common/log_capture.h"
 #include "container/ffmpeg_lines.h"
 #include "container/mux_script.h"
@@ -163,7 +164,7 @@ TEST_F(MuxerMem, WritesTheHeaderIntoThePiece) {
     ASSERT_EQ(muxer.BeginWriteBuf(), 1);
     ASSERT_EQ(muxer.WriteHeader(), 1);
     const std::vector<unsigned char> piece = TakePiece();
-    ASSERT_EQ(piece.size(), 212u);
+    ASSERT_EQ(piece.size(), IsFfmpeg7() ? 211u : 212u) << "the version in it is a letter shorter on FFmpeg 7";
     EXPECT_EQ(std::string(piece.begin(), piece.begin() + 3), "FLV");
 }
 
