@@ -108,6 +108,36 @@ TEST(FileMuxerWritesMp4, WithoutABoxOfBitRates) {
     EXPECT_EQ(std::search(file.begin(), file.end(), box.begin(), box.end()), file.end());
 }
 
+int64_t LastPictureMilliseconds(const std::string& path) {
+    AVFormatContext* file = nullptr;
+    if (avformat_open_input(&file, path.c_str(), nullptr, nullptr) < 0) {
+        return -1;
+    }
+    int64_t length = -1;
+    AVPacket* packet = av_packet_alloc();
+    while (av_read_frame(file, packet) >= 0) {
+        const AVStream* stream = file->streams[packet->stream_index];
+        if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
+            length = av_rescale_q(packet->duration, stream->time_base, AVRational{1, 1000});
+        }
+        av_packet_unref(packet);
+    }
+    av_packet_free(&packet);
+    avformat_close_input(&file);
+    return length;
+}
+
+// Nothing follows that would tell the length of the last picture: FFmpeg 4 takes it from the rate of the stream.
+TEST(FileMuxerWrites, ALastPictureOf40Milliseconds) {
+    for (const char* format : {"mp4", "3gp", "3g2"}) {
+        const Combination combination{format, "h264", "aac"};
+        Material material(combination);
+        const Output output(combination);
+        ASSERT_NO_FATAL_FAILURE(WriteFile(combination, material, output));
+        EXPECT_EQ(LastPictureMilliseconds(output.Path()), 40) << format;
+    }
+}
+
 // What a container takes without a word, and what a peer then makes of it.
 struct Misread {
     Combination combination;
@@ -124,9 +154,9 @@ std::string NameOfMisread(const testing::TestParamInfo<Misread>& info) {
     return NameOf({info.param.combination, info.index});
 }
 
-class FileMuxerWrites : public testing::TestWithParam<Misread> {};
+class FileMuxerWritesMisread : public testing::TestWithParam<Misread> {};
 
-TEST_P(FileMuxerWrites, WhatAPeerTakesForSomethingElse) {
+TEST_P(FileMuxerWritesMisread, WhatAPeerTakesForSomethingElse) {
     const Misread& misread = GetParam();
     Material material(misread.combination);
     const Output output(misread.combination);
@@ -137,7 +167,7 @@ TEST_P(FileMuxerWrites, WhatAPeerTakesForSomethingElse) {
 }
 
 // Private data of a transport stream are left alone by a peer.
-INSTANTIATE_TEST_SUITE_P(, FileMuxerWrites,
+INSTANTIATE_TEST_SUITE_P(, FileMuxerWritesMisread,
                          testing::Values(Misread{{"flv", "h264", "s16be"}, "h264", "pcm_s16le", true},
                                          Misread{{"avi", "h265", "mp3"}, "rawvideo", "mp3", false},
                                          Misread{{"avi", "h264", "aac"}, "h264", "aac", false},
