@@ -17,8 +17,9 @@ void Check(int result, const char* call) {
 PlainMuxer::PlainMuxer(const char* formatName, const MUXER_PARAM& param) {
     Check(avformat_alloc_output_context2(&m_pContext, nullptr, formatName, nullptr), "avformat_alloc_output_context2");
     m_pContext->duration = int64_t{param.durationSec} * AV_TIME_BASE;
-    m_pContext->pb = avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferBytes)), kBufferBytes, 1, this,
-                                        nullptr, Append, nullptr);
+    m_pContext->pb = avio_alloc_context(
+        static_cast<unsigned char*>(av_malloc(kBufferBytes)), kBufferBytes, 1, this, nullptr,
+        [](void* self, auto* bytes, int size) { return Append(self, bytes, size); }, nullptr);
     if (param.videoCodec != 0) {
         m_pVideo = NewStream(param.videoCodec, AVMEDIA_TYPE_VIDEO);
         m_pVideo->time_base = AVRational{1, 25};
@@ -83,7 +84,7 @@ void PlainMuxer::Write(AVStream* stream, long long& previous, const std::vector<
     Check(av_interleaved_write_frame(m_pContext, &packet), "av_interleaved_write_frame");
 }
 
-int PlainMuxer::Append(void* opaque, uint8_t* bytes, int size) {
+int PlainMuxer::Append(void* opaque, const uint8_t* bytes, int size) {
     std::vector<unsigned char>& written = static_cast<PlainMuxer*>(opaque)->m_Written;
     written.insert(written.end(), bytes, bytes + size);
     return size;

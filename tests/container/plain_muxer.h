@@ -24,7 +24,7 @@ private:
     AVStream* NewStream(int codecId, AVMediaType type);
     void Write(AVStream* stream, long long& previous, const std::vector<unsigned char>& bytes, bool key,
                long long milliseconds);
-    static int Append(void* opaque, uint8_t* bytes, int size);
+    static int Append(void* opaque, const uint8_t* bytes, int size);
 
     AVFormatContext* m_pContext = nullptr;
     AVStream* m_pVideo = nullptr;
