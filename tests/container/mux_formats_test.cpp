@@ -10,6 +10,7 @@
 #include "common/test_media.h"
 #include "container/mux_combination.h"
 #include "container/mux_peer_checks.h"
+#include "support/ffmpeg.h"
 
 namespace {
 
