@@ -4,7 +4,7 @@
 # it is.
 include(CMakePackageConfigHelpers)
 
-if(CODRELAY_BUNDLE_FFMPEG AND ffmpeg_root)
+if(ffmpeg_root)
   # Beside the library and not among the system's, so that an FFmpeg of another version does not get in the way.
   set(ffmpeg_libdir ${CMAKE_INSTALL_LIBDIR}/codrelay)
   # The headers of it that "codrelay/ffmpeg_vocabulary.h" needs.
@@ -82,7 +82,7 @@ function(install_pkg_config_files)
 endfunction()
 
 install_libraries()
-if(ffmpeg_libdir)
+if(CODRELAY_BUNDLE_FFMPEG AND ffmpeg_root)
   install_ffmpeg()
 endif()
 if(CODRELAY_BUILD_TOOLS)

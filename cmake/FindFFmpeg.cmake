@@ -1,6 +1,6 @@
 # FFmpeg::FFmpeg: FFmpeg's shared libraries. FFMPEG_ROOT names an installation; without it CODRELAY_FFMPEG chooses: 4.3
-# and 5.1 are what scripts/setup.sh builds, system is the distribution's own, found by pkg-config. Left empty, it is what
-# the environment's CODRELAY_FFMPEG says, else 4.3, the reference.
+# and 5.1 are what scripts/setup.sh builds, system is the distribution's own, found by pkg-config. Left empty, it becomes
+# what the environment's CODRELAY_FFMPEG says, for good; without that it is 4.3, the reference.
 #
 # Sets ffmpeg_root (the folder; empty for the distribution's own) and ffmpeg_libraries (name, major version, ...).
 
@@ -9,20 +9,27 @@ set(ffmpeg_generation_58 avformat 58 avcodec 58 avfilter 7 avutil 56 swresample 
 set(ffmpeg_generation_59 avformat 59 avcodec 59 avfilter 8 avutil 57 swresample 4 swscale 6)
 set(ffmpeg_generation_61 avformat 61 avcodec 61 avfilter 10 avutil 59 swresample 5 swscale 8)
 
+# A build folder keeps what it was configured with.
+function(ffmpeg_take_choice_of_environment)
+  set(wanted $ENV{CODRELAY_FFMPEG})
+  if(wanted AND NOT CODRELAY_FFMPEG)
+    set_property(CACHE CODRELAY_FFMPEG PROPERTY VALUE ${wanted})
+  elseif(wanted AND NOT wanted STREQUAL CODRELAY_FFMPEG)
+    message(FATAL_ERROR "This build folder was configured with CODRELAY_FFMPEG=${CODRELAY_FFMPEG}, and the environment "
+      "says ${wanted}. Take another folder, or -DCODRELAY_FFMPEG=${wanted}")
+  endif()
+endfunction()
+
 function(ffmpeg_locate result)
   if(FFMPEG_ROOT)
     set(${result} ${FFMPEG_ROOT} PARENT_SCOPE)
     return()
   endif()
-  set(choice ${CODRELAY_FFMPEG})
-  if(NOT choice)
-    set(choice $ENV{CODRELAY_FFMPEG})
-  endif()
-  if(choice STREQUAL system)
+  if(CODRELAY_FFMPEG STREQUAL system)
     set(${result} "" PARENT_SCOPE)
     return()
   endif()
-  execute_process(COMMAND ${CMAKE_COMMAND} -E env CODRELAY_FFMPEG=${choice}
+  execute_process(COMMAND ${CMAKE_COMMAND} -E env CODRELAY_FFMPEG=${CODRELAY_FFMPEG}
       ${PROJECT_SOURCE_DIR}/scripts/build-ffmpeg.sh --where
     OUTPUT_VARIABLE where OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   if(NOT EXISTS ${where}/.finished)
@@ -51,6 +58,12 @@ function(ffmpeg_choose_generation includes where result)
   if(NOT DEFINED ffmpeg_generation_${major})
     message(FATAL_ERROR "The FFmpeg at ${where} does not fit: libavcodec 58 (FFmpeg 4), 59 (5.1) or 61 (7) is needed, "
       "'${major}' was found")
+  endif()
+  if(major GREATER 58)
+    file(STRINGS ${includes}/libavutil/channel_layout.h layouts REGEX "struct AVChannelLayout" LIMIT_COUNT 1)
+    if(NOT layouts)
+      message(FATAL_ERROR "The FFmpeg at ${where} does not fit: of its generation 5.1 or later is needed")
+    endif()
   endif()
   set(${result} ${ffmpeg_generation_${major}} PARENT_SCOPE)
 endfunction()
@@ -87,6 +100,9 @@ function(ffmpeg_import root)
   endwhile()
 endfunction()
 
+if(NOT FFMPEG_ROOT)
+  ffmpeg_take_choice_of_environment()
+endif()
 ffmpeg_locate(ffmpeg_root)
 if(ffmpeg_root)
   set(ffmpeg_includes ${ffmpeg_root}/include)
@@ -95,7 +111,7 @@ else()
   find_package(PkgConfig REQUIRED)
   pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET GLOBAL
     libavformat libavcodec libavfilter libavutil libswresample libswscale)
-  pkg_get_variable(ffmpeg_includes libavcodec includedir)
+  set(ffmpeg_includes ${FFMPEG_libavcodec_INCLUDEDIR})
   set(ffmpeg_where ${ffmpeg_includes})
 endif()
 ffmpeg_choose_generation(${ffmpeg_includes} ${ffmpeg_where} ffmpeg_libraries)

@@ -46,14 +46,10 @@ extern "C" void WriteForFfmpeg(void*, int level, const char* format, va_list arg
     Write("FFmpeg itself", level <= 16 ? "error" : "warning", text);
 }
 
-/// The library's FFmpeg is in the process once the library is; asked for by its version, so that another FFmpeg that
-/// the host may use is not meant: 56 is of FFmpeg 4, 57 of 5, 59 of 7.
+/// The library's FFmpeg is in the process once the library is. It is looked for from there, so that another FFmpeg that
+/// the host may use is not meant.
 bool RouteFfmpeg() {
-    void* library = nullptr;
-    for (const char* name : {"libavutil.so.56", "libavutil.so.57", "libavutil.so.59"}) {
-        if (library == nullptr)
-            library = dlopen(name, RTLD_NOW | RTLD_NOLOAD);
-    }
+    void* library = dlopen("libcodrelay.so.1", RTLD_NOW | RTLD_NOLOAD);
     if (library == nullptr)
         return false;
     using SetCallback = void (*)(void (*)(void*, int, const char*, va_list));

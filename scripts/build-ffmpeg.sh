@@ -134,15 +134,15 @@ build() {
     local work
     command -v nasm >/dev/null || die "nasm is missing; FFmpeg without assembly is too slow to be of use" "scripts/setup.sh"
     # What an interrupted build left behind.
-    rm -rf "$cache"/ffmpeg-build.*
-    work=$(mktemp -d "$cache/ffmpeg-build.XXXXXX")
+    rm -rf "$cache"/ffmpeg-work.*
+    work=$(mktemp -d "$cache/ffmpeg-work.XXXXXX")
     # Runs when this function's variables are gone.
-    trap 'rm -rf "$cache"/ffmpeg-build.*' EXIT
+    trap 'rm -rf "$cache"/ffmpeg-work.*' EXIT
     if ! unpack "$generation" "$work"; then
         [ -z "$choice" ] && [ "$generation" = 4.3 ] || no_source "$generation"
         say "taking FFmpeg 5.1, since the source of FFmpeg $reference is not to be had: docs/generations.md tells what differs"
         generation=5.1
-        ! is_built 5.1 || return 0
+        [ -n "$anew" ] || ! is_built 5.1 || return 0
         unpack 5.1 "$work" || no_source 5.1
     fi
     compile "$generation" "$work"
@@ -156,6 +156,7 @@ system) exit 0 ;;
 *) die "CODRELAY_FFMPEG names no FFmpeg that we know: $choice" "4.3, 5.1 or system" ;;
 esac
 
+anew=
 case ${1:-} in
 --where)
     # What was built in the place of the reference.
@@ -163,11 +164,12 @@ case ${1:-} in
     ;;
 '' | --anew)
     mkdir -p "$cache"
-    if [ "${1:-}" = --anew ] || ! is_built "$generation"; then
+    anew=${1:-}
+    if [ -n "$anew" ] || ! is_built "$generation"; then
         exec 9>"$cache/ffmpeg-build.lock"
         flock --nonblock 9 || { say "another build of FFmpeg is running; waiting for it" && flock 9; }
         # The one waited for may have made it.
-        [ "${1:-}" != --anew ] && is_built "$generation" || build
+        if [ -n "$anew" ] || ! is_built "$generation"; then build; fi
     fi
     ;;
 *) die "unknown argument: $1" "scripts/build-ffmpeg.sh [--where|--anew]" ;;

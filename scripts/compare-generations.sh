@@ -154,7 +154,7 @@ compare() {
         END {
             printf "%s: %d compared: %d equal, %d equal but for the version, %d in their packets, %d refused alike, " \
                 "%d differ\n", name, NR, equal, version, moved, refused, differ
-            exit differ > 0
+            exit differ > 0 || equal + version == 0
         }'
 }
 

@@ -13,15 +13,24 @@ struct PacketDeleter {
 };
 using OwnedPacket = std::unique_ptr<AVPacket, PacketDeleter>;
 
-// The record behind `previous`, the first for null. The lists are short, and whoever walks them writes a listing.
+// The record behind `previous`, the first for null. Whoever walks a list asks for the next of what he was given last:
+// that place is kept.
 template <typename Record>
 const Record* Next(const Record* previous, const Record* (*iterate)(void**)) {
-    void* position = nullptr;
-    const Record* record = iterate(&position);
-    while (previous != nullptr && record != nullptr && record != previous) {
-        record = iterate(&position);
+    thread_local void* position = nullptr;
+    thread_local const Record* last = nullptr;
+    if (previous == nullptr || previous != last) {
+        position = nullptr;
+        last = nullptr;
+        while (last != previous) {
+            last = iterate(&position);
+            if (last == nullptr) {
+                return nullptr;
+            }
+        }
     }
-    return previous != nullptr && record != nullptr ? iterate(&position) : record;
+    last = iterate(&position);
+    return last;
 }
 
 // Encoders that know the size of a packet before they write it refuse room that is too small by another number, and

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstring>
+
 // FFmpeg 5.1 and later. Included by "support/ffmpeg.h" alone. The names that both generations offer are explained here.
 
 /// What a look-up gives: records that are constant from FFmpeg 5 on.
@@ -107,12 +109,13 @@ inline int OpenSoundEncoder(AVCodecContext* context, const FfmpegCodec* codec) {
     return result;
 }
 
-/// Opens an input; `format` may be null. Packets of WAV are cut as FFmpeg 4 cuts them.
+/// Opens an input; `format` may be null. Packets of WAV are cut as FFmpeg 4 cuts them; other demuxers mean something
+/// else by that option.
 inline int OpenInput(AVFormatContext** context, const char* url, FfmpegInFormat* format) {
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "max_size", "4096", 0);
-    const int result = avformat_open_input(context, url, format, &options);
-    av_dict_free(&options);
+    const int result = avformat_open_input(context, url, format, nullptr);
+    if (result >= 0 && std::strcmp((*context)->iformat->name, "wav") == 0) {
+        av_opt_set_int((*context)->priv_data, "max_size", 4096, 0);
+    }
     return result;
 }
 

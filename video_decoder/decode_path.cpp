@@ -60,6 +60,7 @@ private:
     int SendFailed(int error);
     int ReceivePictures();
     int ReceiveFailed(int error);
+    void DropWaitingPicture();
     int TakeOrKeepPicture();
     int TakeWaitingPictures();
     int TakePicture();
@@ -154,6 +155,7 @@ int DecodeCall::SendFailed(int error) {
     FFMPEG_LOG(Error) << "CVideoDecoder::DecodeImpl: "
                       << "Error submitting the packet to the video decoder: "
                       << " err: (" << error << ") " << FfmpegErrorText(error).c_str();
+    DropWaitingPicture();
     return kDecodeError;
 }
 
@@ -177,11 +179,15 @@ int DecodeCall::ReceivePictures() {
 
 int DecodeCall::ReceiveFailed(int error) {
     FFMPEG_LOG(Critical) << "CVideoDecoder::Decode: video decode error: " << FfmpegErrorText(error).c_str();
-    if (PicturesWait()) {
-        m_Decoder.m_Waiting.Take(
-            m_Decoder.m_pFrame);  // a call that fails costs one picture, so that they never pile up
-    }
+    DropWaitingPicture();
     return kDecodeError;
+}
+
+/// A call that fails costs one picture, so that they never pile up.
+void DecodeCall::DropWaitingPicture() {
+    if (PicturesWait()) {
+        m_Decoder.m_Waiting.Take(m_Decoder.m_pFrame);
+    }
 }
 
 int DecodeCall::TakeOrKeepPicture() {

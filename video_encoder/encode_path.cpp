@@ -50,6 +50,7 @@ Encoded EncodeInto(unsigned char* out, unsigned int outSize, AVCodecContext* con
     if (result >= 0) {
         const int delivered = x264 ? DeliverFromX264(out, outSize, &packet) : DeliverTo(out, outSize, packet);
         result = delivered < 0 ? delivered : result;
+        gotPacket = delivered == AVERROR(EINVAL) ? 0 : gotPacket;
     }
     // Letting the packet go empties it, so what is told of it is read before.
     const Encoded encoded{result, gotPacket != 0, packet.size, (packet.flags & AV_PKT_FLAG_KEY) != 0};

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "common/ffmpeg_generation.h"
 #include "common/log_capture.h"
 #include "common/test_media.h"
 #include "container/mux_combination.h"
@@ -198,6 +199,12 @@ TEST(FileMuxerWritesG726, ThatNobodyReadsAtAnotherBitRate) {
     EXPECT_THAT(PeerDecodeErrors(output.Path()), testing::HasSubstr("Invalid number of bits 8"));
 }
 
+// FFmpeg 7 puts H.265 into FLV and PCM into MP4, which 4 and 5 refuse.
+bool IsTakenByFfmpeg7(const Combination& combination) {
+    const bool isPcm = combination.sound == "s16le" || combination.sound == "s16be";
+    return (combination.format == "flv" && combination.video == "h265") || (combination.format == "mp4" && isPcm);
+}
+
 class FileMuxerRefuses : public testing::TestWithParam<Combination> {};
 
 TEST_P(FileMuxerRefuses, AtTheHeader) {
@@ -208,8 +215,12 @@ TEST_P(FileMuxerRefuses, AtTheHeader) {
     CMuxerFileBase* muxer = Codrelay_MuxerFile(kFormats.at(combination.format), &param, output.Path().c_str());
     ASSERT_NE(muxer, nullptr);
     LogCapture log;
-    EXPECT_EQ(muxer->WriteHeader(), 0);
-    EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Error, "CMuxerFile::WriteHeader: failed")));
+    if (IsFfmpeg7() && IsTakenByFfmpeg7(combination)) {
+        EXPECT_EQ(muxer->WriteHeader(), 1);
+    } else {
+        EXPECT_EQ(muxer->WriteHeader(), 0);
+        EXPECT_THAT(log.Take(), ElementsAre(Ffmpeg(Severity::Error, "CMuxerFile::WriteHeader: failed")));
+    }
     muxer->Delete();
 }
 

@@ -46,6 +46,9 @@ expect "the line that says so" "$(lines_with "$taking")" 1
 expect "the folder that stands in" "$printed" "$maintained"
 run "" --where
 expect "where it is then" "$printed" "$maintained"
+run "" --anew
+expect "exit code where the one at hand is to be built anew" "$code" 1
+expect "what that one lacks" "$(lines_with "error: Debian's source package of FFmpeg 5.1 was not to be had")" 1
 run 4.3
 expect "exit code of the chosen one, with another at hand" "$code" 1
 run 5.1

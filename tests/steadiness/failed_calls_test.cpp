@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 #include <ostream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -461,6 +462,19 @@ std::vector<FailedCall> FailedCallsOfThisFfmpeg() {
         std::begin(kFailedCalls), std::end(kFailedCalls), std::back_inserter(failed),
         [&made](const FailedCall& one) { return std::find(made.begin(), made.end(), one.call) != made.end(); });
     return failed;
+}
+
+// A row is left out for its call's generation alone, and not for a name that is written wrong.
+TEST(FailedCalls, NameCallsOfThisFfmpegOrOfALaterOne) {
+    const std::set<std::string> ofLaterOnes = {
+        "av_dict_set_int",    "av_channel_layout_copy", "avcodec_send_frame",      "avcodec_receive_packet",
+        "av_bsf_get_by_name", "av_bsf_alloc",           "avcodec_parameters_copy", "av_bsf_init",
+        "av_bsf_send_packet", "av_bsf_receive_packet"};
+    const std::vector<std::string>& made = failing_ffmpeg::AllCalls();
+    for (const FailedCall& one : kFailedCalls) {
+        const bool isMade = std::find(made.begin(), made.end(), one.call) != made.end();
+        EXPECT_TRUE(isMade || ofLaterOnes.count(one.call) != 0) << one.call;
+    }
 }
 
 std::string NameOfCall(const testing::TestParamInfo<FailedCall>& failed) {

@@ -304,6 +304,17 @@ TEST_F(DecodeScript, AnErrorCostsOneOfThePicturesOfH265ThatWaitOnFfmpeg7) {
     }
 }
 
+// On FFmpeg 7 the first of two is delivered and the other waits: the packet that fails costs it.
+TEST_F(DecodeScript, PicturesOfH265DoNotPileUpWherePacketsFail) {
+    Use(kH265);
+    for (const int value : {10, 20, 30}) {
+        EXPECT_EQ(Run({Send(0), Picture(value), Picture(value + 1), Receive(kAgain)}), 0);
+        EXPECT_EQ(Value(), IsFfmpeg7() ? value : value + 1);
+        EXPECT_EQ(Run({Send(AVERROR_INVALIDDATA)}), 2);
+    }
+    EXPECT_EQ(Run({Send(0), Receive(kAgain)}), 3);
+}
+
 TEST_F(DecodeScript, OfTwoPicturesARateLimitKeepsTheFirst) {
     EXPECT_EQ(Run({Send(0), Picture(5), Picture(6), Receive(kAgain)}, 100, 29), 0);
     EXPECT_EQ(Value(), 5);

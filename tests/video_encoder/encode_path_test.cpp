@@ -226,7 +226,7 @@ TEST_P(Encode, APacketInTheEncodersOwnMemoryThatDoesNotFitIsLost) {
     EXPECT_EQ(EncodePicture(kNoFrameInfo), ByX264() ? AVERROR(EINVAL) : -10);
     EXPECT_EQ(m_nKeyFrame, kNoFrameInfo);
     EXPECT_THAT(m_Out, Each(kUntouched));
-    EXPECT_EQ(m_Encoder.m_Stat.m_nCount, 1);
+    EXPECT_EQ(m_Encoder.m_Stat.m_nCount, ByX264() ? 0 : 1);
 }
 
 TEST_P(Encode, AnEmptyPacketOfTheEncodersOwnIsNoByte) {
