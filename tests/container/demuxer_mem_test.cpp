@@ -316,6 +316,7 @@ TEST_F(DemuxerMem, FindsNoStreamOnFfmpeg4InATransportStreamOfSingleBytes) {
     for (std::size_t i = 0; i < bytes.size() && lines.empty(); ++i) {
         while (g_nReaderWaits <= i && lines.empty()) {
             lines = log.Take();
+            std::this_thread::yield();
         }
         demuxer->WriteData(&bytes[i], 1);
     }
