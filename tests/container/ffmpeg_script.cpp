@@ -79,8 +79,15 @@ int __real_avformat_open_input(AVFormatContext** context, const char* url, Ffmpe
 int __wrap_avformat_open_input(AVFormatContext** context, const char* url, FfmpegInFormat* format,
                                AVDictionary** options) {
     const auto* scripted = Scripted(&FfmpegScript::openInput);
-    return scripted != nullptr ? (*scripted)(context, url, format)
-                               : __real_avformat_open_input(context, url, format, options);
+    if (scripted == nullptr) {
+        return __real_avformat_open_input(context, url, format, options);
+    }
+    const int result = (*scripted)(context, url, format);
+    // A context that was opened has a format; this one does nothing.
+    if (result >= 0 && *context != nullptr && (*context)->iformat == nullptr) {
+        (*context)->iformat = av_find_input_format("data");
+    }
+    return result;
 }
 
 int __real_avformat_find_stream_info(AVFormatContext* context, AVDictionary** options);
