@@ -71,7 +71,8 @@ PeerFilm ReadByPeer(const std::string& path) {
         film.audioCodec = sound[0];
         film.soundPackets = std::stoi(sound[1]);
     }
-    film.complaints = RunCommand("ffmpeg -nostdin -v error -i " + Quoted(path) + " -f null -").err;
+    // At the times of the file: the peer would round them to a rate that the stream may tell.
+    film.complaints = RunCommand("ffmpeg -nostdin -v error -i " + Quoted(path) + " -enc_time_base -1 -f null -").err;
     return film;
 }
 
